@@ -1,0 +1,8 @@
+// The end of one connection.
+#pragma once
+
+struct ClientSession;
+
+// Closes the connection, deletes the files of a transaction it left unfinished, logs
+// what remains and recycles the record. A record that is not active is left alone.
+void Disconnect(ClientSession *session);

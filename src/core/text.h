@@ -1,0 +1,31 @@
+// Fixed-size texts. Every copy knows its target's size and ends in a NUL.
+#pragma once
+
+#include <cstddef>
+
+// Formats, cut to `size` - 1 bytes. Returns the bytes written, without the NUL.
+[[gnu::format(printf, 3, 4)]] int format_text(char *text, size_t size,
+                                              const char *format, ...);
+
+// Copies, cut to `size` - 1 bytes. Returns the bytes copied, without the NUL.
+size_t copy_text(char *text, size_t size, const char *from);
+
+// Comparisons that take the ASCII letters of both cases for equal.
+bool equal_ignoring_case(const char *a, const char *b);
+bool begins_ignoring_case(const char *text, const char *beginning);
+
+// Changes ASCII letters only.
+char upper_case(char c);
+char lower_case(char c);
+
+// Leading blanks, a sign, digits up to the first other character; 0 without digits.
+// Held at the limits of 32 bits.
+int text_to_number(const char *text);
+
+// Drops the blanks (not tabs) at both ends, in place. Texts of 512 characters or more
+// are first cut to 511.
+void trim_spaces(char *text);
+
+// The words of a line, parted by blanks, tabs, CR and LF. Stores a NUL behind the word
+// found and moves `rest` past it; null when there is no further word.
+char *next_word(char **rest);

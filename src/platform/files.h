@@ -1,0 +1,80 @@
+// Files of the installation directory.
+//
+// Paths are absolute or relative to the working directory. `\` and `/` both
+// separate, and letter case does not matter when a name is looked up: the name
+// is tried as it stands, and the directory is searched only when that fails. A
+// file that is created takes its name as given, inside the directory that
+// matched. No call is interrupted by a signal.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// An open file. Whoever opened it closes it.
+using FileHandle = int;
+inline constexpr FileHandle NO_FILE = -1;
+
+enum FileMode {
+    FILE_READ,   // must exist
+    FILE_APPEND, // created when missing; every write goes to the end
+    FILE_EMPTY,  // created when missing, emptied when not
+    FILE_NEW,    // must not exist; meant for names that are unique by themselves,
+                 // which are not searched for in other letter cases
+};
+
+// The directory the process runs in, as the system reports it ("/srv/quillon").
+// Empty when the system cannot tell or it does not fit `size` bytes.
+void working_directory(char *path, int size);
+
+// Whether the character separates directories in a path.
+bool is_separator(char c);
+
+// NO_FILE when it cannot be opened; file_failure() tells why. A short-lived file
+// can be opened even when connections have used up the descriptors.
+FileHandle file_open(const char *path, FileMode mode);
+
+// Like FILE_EMPTY, for a file that stays open across events: it is not given one
+// of the descriptors that are set aside for short-lived files.
+FileHandle file_open_for_long(const char *path);
+
+// Bytes read, at most `size`; 0 at the end of the file, -1 when reading fails.
+int64_t file_read(FileHandle file, void *bytes, size_t size);
+
+// True when every byte was written. Nothing is buffered: the bytes have reached
+// the file when the call returns.
+bool file_write(FileHandle file, const void *bytes, size_t size);
+
+// Moves to `position` bytes from the start. False when that is not possible.
+bool file_seek(FileHandle file, int64_t position);
+
+// Takes away what stands behind the first `size` bytes.
+bool file_truncate(FileHandle file, int64_t size);
+
+// The open file's size in bytes, -1 when unknown.
+int64_t file_open_size(FileHandle file);
+
+// False when the system reports a late write failure. The handle is gone anyway.
+bool file_close(FileHandle file);
+
+// Opens with `mode`, writes all bytes, closes. False when any of that fails.
+bool file_put(const char *path, FileMode mode, const void *bytes, size_t size);
+
+// Gives the file another name in one step; a file of that name is replaced. Both
+// names are taken as they stand inside the directories that match.
+bool file_rename(const char *from, const char *to);
+
+// Copies a file's content over another file and keeps that one's owner and mode.
+// The target is replaced in one step where both lie on one file system.
+bool file_replace_by(const char *target, const char *source);
+
+// False when there was no such file or it could not be deleted.
+bool file_delete(const char *path);
+
+// Whether a directory entry of that name exists, file or directory.
+bool file_is_there(const char *path);
+
+// Size in bytes from the directory entry, -1 when there is none.
+int64_t file_size_of(const char *path);
+
+// The reason of the last failure of a call of this header, as an English text.
+const char *file_failure();

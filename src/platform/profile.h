@@ -1,0 +1,33 @@
+// Settings-style files: [section] lines and key=value lines.
+//
+// Section and key are matched without regard to case; the first that matches
+// counts. Blanks around names and values are dropped, and one pair of quotes
+// around a value. Lines that begin with `;` are comments. Lines end in CR LF or LF.
+// Reads see the file as it is now, and cost no parse while it is unchanged.
+#pragma once
+
+#include <cstdint>
+
+// The key's integer: leading blanks, a sign, digits, up to the first other
+// character; 0 without digits, held at the limits of 32 bits beyond them.
+// `missing` when the file has no such key.
+int profile_int(const char *section, const char *key, int missing, const char *path);
+
+// Copies the key's text, cut to `size` - 1 bytes, or `missing` when the file has no
+// such key. Returns the bytes copied.
+int profile_text(const char *section, const char *key, const char *missing, char *text,
+                 int size, const char *path);
+
+// Adds or replaces one key; the file is created when only the file is missing. Every
+// other line, the order, the line endings, the owner and the mode stay. The file is
+// replaced whole, under a lock against other writers; nothing is written when the
+// key has that value already. False when the file could not be written, or another
+// writer kept its lock for more than two seconds.
+bool profile_write(const char *section, const char *key, const char *value,
+                   const char *path);
+
+// The next read looks at the file on disk.
+void profile_flush(const char *path);
+
+// Another number whenever the file's content is another one.
+uint64_t profile_version(const char *path);

@@ -1,0 +1,85 @@
+// TCP over IPv4, with event messages.
+//
+// A socket that is registered with a window reports readiness as messages to that
+// window: first parameter the socket, second the event code. Sockets accepted from
+// a listening socket inherit its registration. Events are posted while their cause
+// lasts, the listening socket's first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+struct Window;
+
+using Socket = int;
+inline constexpr Socket NO_SOCKET = -1;
+
+inline constexpr int SOCKET_READ = 1;    // bytes have arrived
+inline constexpr int SOCKET_WRITE = 2;   // asked for by the server, never reported here
+inline constexpr int SOCKET_ACCEPT = 8;  // a client waits to be accepted
+inline constexpr int SOCKET_CLOSE = 32;  // the peer has closed or broken the connection
+
+inline constexpr int SOCKET_FAILED = -1;
+inline constexpr int SOCKET_WOULD_BLOCK = -2; // nothing has arrived at the moment
+
+struct SocketLibrary {
+    int major, minor;        // version granted
+    char description[64];
+};
+
+// Opens the library, asking for a version. 0, or -1 when there is none.
+int sockets_start(int major, int minor, SocketLibrary *library);
+
+// Closes the library; closing it twice is harmless.
+void sockets_stop();
+
+// The host's own name, without resolving it. 0, or -1 when it cannot be had.
+int host_name_of_machine(char *name, int size);
+
+// Looks the host's own name up: writes its official name (at most `size` bytes with
+// the NUL) and its first IPv4 address in network byte order, and returns how many
+// addresses it has: those of the running interfaces other than loopback. 0 when the
+// look-up fails. `official` and `first` are then unchanged.
+int host_look_up(const char *name, char *official, int size, uint32_t *first);
+
+// Dotted text to an address in network byte order; 255.255.255.255 when the text is
+// no address. And back: `text` takes at most 16 bytes.
+uint32_t address_from_text(const char *text);
+void address_to_text(uint32_t address, char *text, int size);
+inline constexpr uint32_t ADDRESS_NONE = 0xFFFFFFFFU;
+inline constexpr uint32_t ADDRESS_ANY = 0;
+
+// A new TCP socket, or NO_SOCKET.
+Socket socket_create();
+
+// Ask for buffers of `bytes`. False when refused.
+bool socket_set_receive_buffer(Socket socket, int bytes);
+bool socket_set_send_buffer(Socket socket, int bytes);
+
+// Registers a window for the events of `mask`, sent as `message`. False on failure.
+bool socket_register(Socket socket, Window *window, unsigned message, int mask);
+
+// False when the address (network byte order) is none of this host's, or the port
+// (host byte order) is in use or not permitted.
+bool socket_bind(Socket socket, uint32_t address, uint16_t port);
+
+// Listens. False on failure.
+bool socket_listen(Socket socket, int backlog);
+
+// Accepts one waiting client and writes its address as dotted text (16 bytes). Or
+// NO_SOCKET, with `text` unchanged: nobody waits any more, or descriptors are used
+// up. In the second case the listening socket reports nothing until there are some
+// again.
+Socket socket_accept(Socket listener, char *text, int size);
+
+// Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED.
+int socket_receive(Socket socket, void *bytes, size_t size);
+
+// Bytes taken by one send, which never waits; SOCKET_FAILED when none.
+int socket_send(Socket socket, const void *bytes, size_t size);
+
+// Closes; what was sent before still reaches the peer. No event follows.
+void socket_close(Socket socket);
+
+// The system's number for the last failure of a call of this header.
+int socket_last_error();

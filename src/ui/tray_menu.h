@@ -1,0 +1,10 @@
+// The tray icon's mouse: the window on a left click, the menu on a right one.
+#pragma once
+
+#include "platform/windows.h"
+
+// `mouse` is the message that the icon reported; others than presses are ignored.
+void tray_icon_event(Window *main_window, Param identifier, Param mouse);
+
+// Destroys the popup menu if it is open.
+void tray_menu_close();
