@@ -15,3 +15,7 @@ void show_activity_lights();
 
 // Puts the present time into the clock field.
 void update_clock_text(Window *window);
+
+// Gives the two toggles of the Options menu (position 1 in the menu bar) the names of the
+// states they switch to. 0.
+Param update_options_menu(Menu *menu, Param position);

@@ -1,0 +1,9 @@
+// The question before a close-down.
+#include "ui/confirmation.h"
+
+bool operator_agrees(Window *owner, const char *text, const char *caption)
+{
+    return message_box(owner, text, caption,
+                       BOX_YES_NO | BOX_DEFAULT_NO | BOX_QUESTION | BOX_TOPMOST) !=
+           BOX_NO;
+}
