@@ -18,8 +18,8 @@ enum FileMode {
     FILE_READ,   // must exist
     FILE_APPEND, // created when missing; every write goes to the end
     FILE_EMPTY,  // created when missing, emptied when not
-    FILE_NEW,    // must not exist; meant for names that are unique by themselves,
-                 // which are not searched for in other letter cases
+    FILE_NEW,    // must not exist      } for names that the server makes up itself: they
+    FILE_OWN,    // created or emptied  } are not searched for in other letter cases
 };
 
 // The directory the process runs in, as the system reports it ("/srv/quillon").
@@ -33,8 +33,8 @@ bool is_separator(char c);
 // can be opened even when connections have used up the descriptors.
 FileHandle file_open(const char *path, FileMode mode);
 
-// Like FILE_EMPTY, for a file that stays open across events: it is not given one
-// of the descriptors that are set aside for short-lived files.
+// Like FILE_OWN, for a file that stays open across events: it is not given one of the
+// descriptors that are set aside for short-lived files.
 FileHandle file_open_for_long(const char *path);
 
 // Bytes read, at most `size`; 0 at the end of the file, -1 when reading fails.
@@ -59,8 +59,8 @@ bool file_close(FileHandle file);
 // Opens with `mode`, writes all bytes, closes. False when any of that fails.
 bool file_put(const char *path, FileMode mode, const void *bytes, size_t size);
 
-// Gives the file another name in one step; a file of that name is replaced. Both
-// names are taken as they stand inside the directories that match.
+// Gives a file of the server's own another such name in one step; a file of that name is
+// replaced. Neither is searched for in other letter cases.
 bool file_rename(const char *from, const char *to);
 
 // Copies a file's content over another file and keeps that one's owner and mode.
@@ -69,6 +69,10 @@ bool file_replace_by(const char *target, const char *source);
 
 // False when there was no such file or it could not be deleted.
 bool file_delete(const char *path);
+
+// The same for a file of the server's own, which is not searched for in other letter
+// cases.
+bool file_delete_own(const char *path);
 
 // Whether a directory entry of that name exists, file or directory.
 bool file_is_there(const char *path);

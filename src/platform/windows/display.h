@@ -34,10 +34,10 @@ void display_text_changed(Window &window);
 void display_icon_changed(Window &window);
 void display_to_front(Window &window);
 void display_repaint(Window &window);
-void display_menu_text_changed(Window &dialog, int item_id);
+void display_menu_text_changed(Menu &menu, int item_id);
 
-// A modal dialog begins (it is shown) or ends.
-void display_modal_changed(Window &dialog, bool running);
+// A modal dialog begins (it is shown) or ends. False when it cannot be shown.
+bool display_modal_changed(Window &dialog, bool running);
 
 // List boxes.
 void display_list_appended(Window &list);
@@ -49,7 +49,10 @@ int display_list_entry_height(const Window &list);
 // Runs the model's loop nested (model_run_until) while it is open.
 int display_message_box(Window *owner, const char *text, const char *caption,
                         unsigned style);
-// The id chosen, 0 for none.
+// Whether a popup menu, or one more item of it, can be had.
+bool display_popup_can_be_made();
+bool display_popup_can_grow(const Menu &menu);
+// Opens the menu at the cursor: the id chosen, 0 for none.
 int display_track_popup(Menu &menu);
 
 bool display_tray_icon(TrayOperation operation, const TrayIcon &icon);

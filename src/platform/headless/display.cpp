@@ -1,0 +1,230 @@
+// A display that is the terminal: log-list entries on standard output, message boxes on
+// standard error. Windows exist in the model only.
+
+#include "platform/windows/display.h"
+
+#include "platform/headless/operator.h"
+#include "platform/headless/standard_output.h"
+#include "platform/posix/events.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+HeadlessOperator headless_operator = {.message_box = nullptr,
+                                      .dialog = nullptr,
+                                      .popup = nullptr,
+                                      .popup_room = ROOM_FOR_ANY_POPUP,
+                                      .tip = "",
+                                      .icon_is_there = false,
+                                      .opened = ""};
+
+namespace
+{
+
+// How soon output that a slow reader did not take is tried again.
+constexpr int OUTPUT_RETRY = 50; // milliseconds
+
+constexpr int SCREEN_WIDTH = 1024;
+constexpr int SCREEN_HEIGHT = 768;
+constexpr int CHARACTER_WIDTH = 6;
+constexpr int CHARACTER_HEIGHT = 13;
+constexpr int FRAME = 3;
+constexpr int CAPTION_HEIGHT = 19;
+constexpr int MENU_HEIGHT = 19;
+
+} // namespace
+
+bool display_start(int, char **)
+{
+    return true;
+}
+
+void display_stop()
+{
+    standard_output_finish();
+}
+
+void display_wait(int milliseconds)
+{
+    if (!standard_output_write()) {
+        milliseconds = milliseconds < 0 ? OUTPUT_RETRY
+                                        : std::min(milliseconds, OUTPUT_RETRY);
+    }
+    events_wait(milliseconds);
+}
+
+int display_screen_width()
+{
+    return SCREEN_WIDTH;
+}
+
+int display_screen_height()
+{
+    return SCREEN_HEIGHT;
+}
+
+void display_waiting_cursor(bool)
+{
+}
+
+int display_base_unit_x()
+{
+    return CHARACTER_WIDTH;
+}
+
+int display_base_unit_y()
+{
+    return CHARACTER_HEIGHT;
+}
+
+void display_frame_size(const Window &dialog, int *width, int *height)
+{
+    *width = 2 * FRAME;
+    *height = 2 * FRAME + CAPTION_HEIGHT + (dialog.menu_bar.empty() ? 0 : MENU_HEIGHT);
+}
+
+void display_created(Window &)
+{
+}
+
+void display_destroyed(Window &)
+{
+}
+
+void display_shown_changed(Window &)
+{
+}
+
+void display_moved(Window &)
+{
+}
+
+void display_topmost_changed(Window &)
+{
+}
+
+void display_text_changed(Window &)
+{
+}
+
+void display_icon_changed(Window &)
+{
+}
+
+void display_to_front(Window &)
+{
+}
+
+void display_repaint(Window &)
+{
+}
+
+void display_menu_text_changed(Menu &, int)
+{
+}
+
+bool display_modal_changed(Window &dialog, bool running)
+{
+    return !running || (headless_operator.dialog != nullptr &&
+                        headless_operator.dialog(dialog));
+}
+
+void display_list_appended(Window &list)
+{
+    standard_output_line(list_entry(&list, list_count(&list) - 1));
+}
+
+void display_list_removed(Window &)
+{
+}
+
+void display_list_scrolled(Window &)
+{
+}
+
+void display_list_extent_changed(Window &)
+{
+}
+
+int display_list_entry_height(const Window &)
+{
+    return CHARACTER_HEIGHT;
+}
+
+int display_message_box(Window *, const char *text, const char *caption, unsigned style)
+{
+    if (headless_operator.message_box != nullptr) {
+        return headless_operator.message_box(text, caption, style);
+    }
+    fprintf(stderr, "%s%s%s\n", caption != nullptr ? caption : "",
+            caption != nullptr ? ": " : "", text);
+    return BOX_NOT_SHOWN;
+}
+
+bool display_popup_can_be_made()
+{
+    return headless_operator.popup_room >= 0;
+}
+
+bool display_popup_can_grow(const Menu &menu)
+{
+    return static_cast<int>(menu.items.size()) < headless_operator.popup_room;
+}
+
+int display_track_popup(Menu &menu)
+{
+    return headless_operator.popup != nullptr ? headless_operator.popup(menu) : 0;
+}
+
+bool display_tray_icon(TrayOperation operation, const TrayIcon &icon)
+{
+    headless_operator.icon_is_there = operation != TRAY_REMOVE;
+    if (operation != TRAY_REMOVE) {
+        memcpy(headless_operator.tip, icon.tip, sizeof headless_operator.tip);
+    }
+    return true;
+}
+
+bool display_shell_open(const char *path, const char *)
+{
+    snprintf(headless_operator.opened, sizeof headless_operator.opened, "%s", path);
+    return false; // there is no shell here
+}
+
+// Nothing is drawn, but texts have a width.
+DeviceContext *display_context(Window &window)
+{
+    return reinterpret_cast<DeviceContext *>(&window);
+}
+
+void display_context_release(DeviceContext *)
+{
+}
+
+int display_text_width(DeviceContext *, const char *text)
+{
+    return static_cast<int>(strlen(text)) * CHARACTER_WIDTH;
+}
+
+void display_draw_line(DeviceContext *, const int (*)[2], int, Colour)
+{
+}
+
+void display_draw_text(DeviceContext *, int, int, const char *, int)
+{
+}
+
+void display_draw_push_button(DeviceContext *, const Rect &, bool)
+{
+}
+
+int display_draw_picture(DeviceContext *, int, int, int)
+{
+    return 0;
+}
+
+Colour display_window_background()
+{
+    return {255, 255, 255};
+}

@@ -1,0 +1,133 @@
+#include "platform/headless/standard_output.h"
+
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <string>
+
+namespace
+{
+
+constexpr size_t WAITING_LIMIT = 4U << 20; // bytes
+constexpr int LAST_WAIT = 2000;            // milliseconds
+
+std::string waiting;
+size_t written; // bytes of `waiting` that are out
+bool gone;      // nobody reads any more
+
+// A file takes any amount; a pipe or terminal says how much it has room for.
+bool is_plain_file()
+{
+    static const bool plain = [] {
+        struct stat status;
+        return fstat(STDOUT_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+    }();
+    return plain;
+}
+
+bool has_room(int milliseconds)
+{
+    pollfd room{STDOUT_FILENO, POLLOUT, 0};
+    return poll(&room, 1, milliseconds) > 0;
+}
+
+bool write_waiting(int milliseconds)
+{
+    while (written < waiting.size()) {
+        const bool plain = is_plain_file();
+        if (!plain && !has_room(milliseconds)) {
+            return false;
+        }
+        const size_t left = waiting.size() - written;
+        const size_t count = plain ? left : std::min<size_t>(left, PIPE_BUF);
+        const ssize_t out = write(STDOUT_FILENO, waiting.data() + written, count);
+        if (out < 0 && (errno == EAGAIN || errno == EINTR)) {
+            return false;
+        }
+        if (out < 0) {
+            gone = errno == EPIPE || errno == EBADF;
+            break; // lost here as on a full disk; the log file has it
+        }
+        written += static_cast<size_t>(out);
+    }
+    waiting.clear();
+    written = 0;
+    return true;
+}
+
+// Makes room by leaving out the oldest lines that are not partly written.
+void keep_bound()
+{
+    if (waiting.size() - written <= WAITING_LIMIT) {
+        return;
+    }
+    const size_t begin = written == 0 ? 0 : waiting.find('\n', written) + 1;
+    const size_t end = waiting.find('\n', begin + WAITING_LIMIT / 4) + 1;
+    waiting.erase(begin, end - begin);
+    waiting.erase(0, written);
+    written = 0;
+}
+
+// The bytes of the UTF-8 character at `at`, 1 for a byte that begins none.
+size_t character_length(const unsigned char *at)
+{
+    const size_t length = *at >= 0xF0 ? 4 : *at >= 0xE0 ? 3 : *at >= 0xC2 ? 2 : 1;
+    for (size_t i = 1; i < length; i++) {
+        if ((at[i] & 0xC0) != 0x80) {
+            return 1;
+        }
+    }
+    return length;
+}
+
+// A control character of ASCII (but for the tab), of the eight-bit sets, or of UTF-8.
+bool is_control(const unsigned char *at, size_t length)
+{
+    if (length == 1) {
+        return (*at < 0x20 && *at != '\t') || (*at >= 0x7F && *at < 0xA0);
+    }
+    return length == 2 && at[0] == 0xC2 && at[1] < 0xA0;
+}
+
+} // namespace
+
+void standard_output_line(const char *text)
+{
+    if (gone || text[0] == '\0') {
+        return;
+    }
+    const auto *at = reinterpret_cast<const unsigned char *>(text);
+    while (*at != '\0') {
+        const size_t length = character_length(at);
+        const bool control = is_control(at, length);
+        for (size_t i = 0; i < length; i++) {
+            if (control) {
+                char shown[5];
+                snprintf(shown, sizeof shown, "\\x%02x", at[i]);
+                waiting += shown;
+            } else {
+                waiting += static_cast<char>(at[i]);
+            }
+        }
+        at += length;
+    }
+    waiting += '\n';
+    keep_bound();
+}
+
+bool standard_output_write()
+{
+    return waiting.empty() || write_waiting(0);
+}
+
+void standard_output_finish()
+{
+    if (!waiting.empty()) {
+        write_waiting(LAST_WAIT);
+    }
+}

@@ -1,0 +1,137 @@
+#include "platform/file_contents.h"
+
+#include "platform/files.h"
+#include "platform/posix/name_lookup.h"
+
+#include <sys/stat.h>
+
+#include <ctime>
+#include <string>
+#include <unordered_map>
+
+namespace
+{
+
+// A file system stamps its files with a coarse clock: some milliseconds on a local disk,
+// up to two seconds on a share. A content read closer than this to the file's own time
+// may be out of date although the time is the same.
+constexpr int64_t GRAIN_SECONDS = 3;
+
+struct Entry {
+    bool looked_at = false; // within this event
+    uint64_t event = 0;
+    bool there = false;
+    std::string name; // as it stands on disk
+    struct stat status {};
+    bool settled = false; // read long enough after its last change
+    std::string bytes;
+    uint64_t version = 0;
+};
+
+std::unordered_map<std::string, Entry> entries;
+uint64_t event_number = 1;
+uint64_t last_version;
+
+bool same_time(const timespec &a, const timespec &b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool same_file(const struct stat &a, const struct stat &b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
+}
+
+bool look(const char *path, Entry *entry, struct stat *status)
+{
+    // As it stands; then where it stood last; only then a search.
+    const std::string native = native_path(path);
+    if (stat(native.c_str(), status) == 0) {
+        entry->name = native;
+        return true;
+    }
+    if (!entry->name.empty() && entry->name != native &&
+        stat(entry->name.c_str(), status) == 0) {
+        return true;
+    }
+    return find_in_other_case(native, &entry->name) &&
+           stat(entry->name.c_str(), status) == 0;
+}
+
+bool read_whole(const std::string &name, std::string *bytes)
+{
+    const FileHandle file = file_open(name.c_str(), FILE_READ);
+    if (file == NO_FILE) {
+        return false;
+    }
+    static char piece[65536];
+    int64_t count = 0;
+    bytes->clear();
+    while ((count = file_read(file, piece, sizeof piece)) > 0) {
+        bytes->append(piece, static_cast<size_t>(count));
+    }
+    file_close(file);
+    return count == 0;
+}
+
+void set_content(Entry *entry, bool there, std::string bytes)
+{
+    if (entry->version != 0 && entry->there == there && entry->bytes == bytes) {
+        return;
+    }
+    entry->there = there;
+    entry->bytes = std::move(bytes);
+    entry->version = ++last_version;
+}
+
+void bring_up_to_date(const char *path, Entry *entry)
+{
+    struct stat status;
+    if (!look(path, entry, &status) || !S_ISREG(status.st_mode)) {
+        entry->settled = false;
+        set_content(entry, false, {});
+        return;
+    }
+    if (entry->there && entry->settled && same_file(status, entry->status)) {
+        return;
+    }
+
+    // The status is the one from before the read: a change during it shows later.
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    std::string bytes;
+    const bool there = read_whole(entry->name, &bytes);
+    entry->status = status;
+    entry->settled = there && status.st_mtim.tv_sec + GRAIN_SECONDS < now.tv_sec &&
+                     status.st_ctim.tv_sec + GRAIN_SECONDS < now.tv_sec;
+    set_content(entry, there, std::move(bytes));
+}
+
+} // namespace
+
+FileContents file_contents(const char *path)
+{
+    // The same few paths come again and again.
+    static std::string last_path;
+    static Entry *last_entry;
+    if (last_entry == nullptr || last_path != path) {
+        last_entry = &entries[path];
+        last_path = path;
+    }
+    Entry *entry = last_entry;
+    if (!entry->looked_at || entry->event != event_number) {
+        entry->looked_at = true;
+        entry->event = event_number;
+        bring_up_to_date(path, entry);
+    }
+    if (!entry->there) {
+        return {nullptr, 0, entry->version};
+    }
+    return {entry->bytes.c_str(), entry->bytes.size(), entry->version};
+}
+
+void file_contents_look_again()
+{
+    event_number++;
+}

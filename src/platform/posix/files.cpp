@@ -1,0 +1,314 @@
+#include "platform/files.h"
+
+#include "platform/posix/name_lookup.h"
+#include "platform/posix/spare_descriptors.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr mode_t NEW_FILE_MODE = 0666; // less the umask
+constexpr int NATIVE_SIZE = 4096;
+
+int last_failure;
+
+// Remembers why a call failed, whatever is called before somebody asks.
+template <typename Result> Result failed(Result result)
+{
+    last_failure = errno;
+    return result;
+}
+
+// The path with `/` as separator, in a buffer of the caller's. False when it is longer.
+bool to_native(const char *path, char *native, size_t size)
+{
+    size_t length = 0;
+    for (; path[length] != '\0'; length++) {
+        if (length + 1 >= size) {
+            errno = ENAMETOOLONG;
+            return false;
+        }
+        native[length] = path[length] == '\\' ? '/' : path[length];
+    }
+    native[length] = '\0';
+    return true;
+}
+
+int flags_of(FileMode mode)
+{
+    switch (mode) {
+    case FILE_READ:
+        return O_RDONLY | O_NONBLOCK; // a pipe of that name must not hold us up
+    case FILE_APPEND:
+        return O_WRONLY | O_APPEND;
+    case FILE_EMPTY:
+        return O_RDWR | O_TRUNC;
+    case FILE_NEW:
+        return O_RDWR | O_CREAT | O_EXCL;
+    case FILE_OWN:
+        return O_RDWR | O_CREAT | O_TRUNC;
+    }
+    return O_RDONLY;
+}
+
+int open_native(const char *native, int flags, bool may_use_spare)
+{
+    int descriptor = open(native, flags | O_CLOEXEC, NEW_FILE_MODE);
+    if (descriptor < 0 && may_use_spare && spare_descriptor_release()) {
+        descriptor = open(native, flags | O_CLOEXEC, NEW_FILE_MODE);
+    }
+    return descriptor;
+}
+
+// As it stands first; a search in other letter cases only when that is not there; and
+// only then is a new file made.
+int open_any_case(const char *path, FileMode mode, bool may_use_spare)
+{
+    char native[NATIVE_SIZE];
+    if (!to_native(path, native, sizeof native)) {
+        return -1;
+    }
+    const int flags = flags_of(mode);
+    const int descriptor = open_native(native, flags, may_use_spare);
+    if (descriptor >= 0 || errno != ENOENT) {
+        return descriptor;
+    }
+
+    if ((flags & O_CREAT) != 0) {
+        return open_native(path_for_own_name(native).c_str(), flags, may_use_spare);
+    }
+    std::string found;
+    if (find_in_other_case(native, &found)) {
+        return open_native(found.c_str(), flags, may_use_spare);
+    }
+    if (mode == FILE_READ) {
+        errno = ENOENT;
+        return -1;
+    }
+    return open_native(path_for_new_name(native).c_str(), flags | O_CREAT,
+                       may_use_spare);
+}
+
+} // namespace
+
+void working_directory(char *path, int size)
+{
+    if (size <= 0 || getcwd(path, static_cast<size_t>(size)) == nullptr) {
+        last_failure = errno;
+        if (size > 0) {
+            path[0] = '\0';
+        }
+    }
+}
+
+bool is_separator(char c)
+{
+    return c == '/' || c == '\\';
+}
+
+FileHandle file_open(const char *path, FileMode mode)
+{
+    const int descriptor = open_any_case(path, mode, true);
+    return descriptor < 0 ? failed(NO_FILE) : descriptor;
+}
+
+FileHandle file_open_for_long(const char *path)
+{
+    const int descriptor = open_any_case(path, FILE_OWN, false);
+    return descriptor < 0 ? failed(NO_FILE) : descriptor;
+}
+
+int64_t file_read(FileHandle file, void *bytes, size_t size)
+{
+    const ssize_t count = read(file, bytes, size);
+    return count < 0 ? failed<int64_t>(-1) : count;
+}
+
+bool file_write(FileHandle file, const void *bytes, size_t size)
+{
+    const char *at = static_cast<const char *>(bytes);
+    while (size > 0) {
+        const ssize_t count = write(file, at, size);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return failed(false);
+        }
+        if (count == 0) {
+            errno = ENOSPC;
+            return failed(false);
+        }
+        at += count;
+        size -= static_cast<size_t>(count);
+    }
+    return true;
+}
+
+bool file_seek(FileHandle file, int64_t position)
+{
+    return lseek(file, position, SEEK_SET) >= 0 || failed(false);
+}
+
+bool file_truncate(FileHandle file, int64_t size)
+{
+    return ftruncate(file, size) == 0 || failed(false);
+}
+
+int64_t file_open_size(FileHandle file)
+{
+    struct stat status;
+    return fstat(file, &status) == 0 ? status.st_size : failed<int64_t>(-1);
+}
+
+bool file_close(FileHandle file)
+{
+    const bool closed = close(file) == 0 || errno == EINTR || failed(false);
+    spare_descriptors_refill();
+    return closed;
+}
+
+bool file_put(const char *path, FileMode mode, const void *bytes, size_t size)
+{
+    const FileHandle file = file_open(path, mode);
+    if (file == NO_FILE) {
+        return false;
+    }
+    const bool written = file_write(file, bytes, size);
+    const int reason = last_failure;
+    const bool closed = file_close(file);
+    if (!written) {
+        last_failure = reason;
+    }
+    return written && closed;
+}
+
+bool file_rename(const char *from, const char *to)
+{
+    char native_from[NATIVE_SIZE];
+    char native_to[NATIVE_SIZE];
+    if (!to_native(from, native_from, sizeof native_from) ||
+        !to_native(to, native_to, sizeof native_to)) {
+        return failed(false);
+    }
+    if (rename(native_from, native_to) == 0) {
+        return true;
+    }
+    if (errno != ENOENT) {
+        return failed(false);
+    }
+    return rename(path_for_own_name(native_from).c_str(),
+                  path_for_own_name(native_to).c_str()) == 0 ||
+           failed(false);
+}
+
+bool file_replace_by(const char *target, const char *source)
+{
+    const std::string to = path_for_new_name(native_path(target));
+    const std::string from = existing_path(source);
+
+    struct stat status;
+    if (stat(to.c_str(), &status) == 0 &&
+        (chmod(from.c_str(), status.st_mode & 07777) != 0 ||
+         (chown(from.c_str(), status.st_uid, status.st_gid) != 0 &&
+          status.st_uid != geteuid()))) {
+        return failed(false);
+    }
+    if (rename(from.c_str(), to.c_str()) == 0) {
+        return true;
+    }
+    if (errno != EXDEV) {
+        return failed(false);
+    }
+
+    // Two file systems: beside the target first, so that it is never half there.
+    const std::string beside = to + ".new";
+    const FileHandle in = file_open(from.c_str(), FILE_READ);
+    if (in == NO_FILE) {
+        return false;
+    }
+    const FileHandle out = file_open(beside.c_str(), FILE_EMPTY);
+    if (out == NO_FILE) {
+        file_close(in);
+        return false;
+    }
+    static char bytes[65536];
+    int64_t count = 0;
+    bool copied = true;
+    while (copied && (count = file_read(in, bytes, sizeof bytes)) > 0) {
+        copied = file_write(out, bytes, static_cast<size_t>(count));
+    }
+    copied = copied && count == 0;
+    if (copied && stat(to.c_str(), &status) == 0) {
+        copied = fchmod(out, status.st_mode & 07777) == 0 &&
+                 (fchown(out, status.st_uid, status.st_gid) == 0 ||
+                  status.st_uid == geteuid());
+    }
+    file_close(in);
+    copied = file_close(out) && copied;
+    if (!copied || rename(beside.c_str(), to.c_str()) != 0) {
+        last_failure = errno;
+        unlink(beside.c_str());
+        return false;
+    }
+    unlink(from.c_str());
+    return true;
+}
+
+bool file_delete(const char *path)
+{
+    return file_delete_own(path) ||
+           (last_failure == ENOENT &&
+            (unlink(existing_path(path).c_str()) == 0 || failed(false)));
+}
+
+bool file_delete_own(const char *path)
+{
+    char native[NATIVE_SIZE];
+    if (!to_native(path, native, sizeof native)) {
+        return failed(false);
+    }
+    if (unlink(native) == 0) {
+        return true;
+    }
+    if (errno != ENOENT) {
+        return failed(false);
+    }
+    return unlink(path_for_own_name(native).c_str()) == 0 || failed(false);
+}
+
+bool file_is_there(const char *path)
+{
+    return file_size_of(path) >= 0;
+}
+
+int64_t file_size_of(const char *path)
+{
+    char native[NATIVE_SIZE];
+    if (!to_native(path, native, sizeof native)) {
+        return failed<int64_t>(-1);
+    }
+    struct stat status;
+    if (stat(native, &status) == 0) {
+        return status.st_size;
+    }
+    std::string found;
+    if (errno != ENOENT || !find_in_other_case(native, &found) ||
+        stat(found.c_str(), &status) != 0) {
+        return failed<int64_t>(-1);
+    }
+    return status.st_size;
+}
+
+const char *file_failure()
+{
+    return strerrordesc_np(last_failure) != nullptr ? strerrordesc_np(last_failure)
+                                                    : "unknown reason";
+}

@@ -1,0 +1,104 @@
+// Letter case and separators of names.
+
+#include "platform/posix/name_lookup.h"
+
+#include <dirent.h>
+#include <strings.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+namespace
+{
+
+bool exists(const std::string &path)
+{
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0;
+}
+
+// The directory's entry of that name in any letter case; the first in the order of
+// their bytes where several differ in case alone.
+bool find_entry(const std::string &directory, const std::string &name,
+                std::string *found)
+{
+    DIR *entries = opendir(directory.empty() ? "." : directory.c_str());
+    if (entries == nullptr) {
+        return false;
+    }
+    bool any = false;
+    while (const dirent *entry = readdir(entries)) {
+        if (strcasecmp(entry->d_name, name.c_str()) == 0 &&
+            (!any || *found > entry->d_name)) {
+            *found = entry->d_name;
+            any = true;
+        }
+    }
+    closedir(entries);
+    return any;
+}
+
+enum LastName { LAST_MUST_EXIST, LAST_MAY_MISS, LAST_AS_GIVEN };
+
+// Walks the path name by name, each as it stands where that exists.
+bool walk(const std::string &path, LastName rule, std::string *found)
+{
+    std::string sofar = path.starts_with('/') ? "/" : "";
+    size_t at = 0;
+    while (at < path.size()) {
+        const size_t end = std::min(path.find('/', at), path.size());
+        std::string name = path.substr(at, end - at);
+        at = end + 1;
+        if (name.empty()) {
+            continue;
+        }
+        const std::string directory = sofar;
+        if (!sofar.empty() && sofar.back() != '/') {
+            sofar += '/';
+        }
+        const bool last = at >= path.size();
+        if (!(last && rule == LAST_AS_GIVEN) && !exists(sofar + name) &&
+            !find_entry(directory, name, &name) && !(last && rule == LAST_MAY_MISS)) {
+            return false;
+        }
+        sofar += name;
+    }
+    *found = sofar;
+    return true;
+}
+
+} // namespace
+
+std::string native_path(const char *path)
+{
+    std::string native = path;
+    std::replace(native.begin(), native.end(), '\\', '/');
+    return native;
+}
+
+bool find_in_other_case(const std::string &path, std::string *found)
+{
+    return walk(path, LAST_MUST_EXIST, found);
+}
+
+std::string path_for_new_name(const std::string &path)
+{
+    std::string found;
+    return walk(path, LAST_MAY_MISS, &found) ? found : path;
+}
+
+std::string path_for_own_name(const std::string &path)
+{
+    std::string found;
+    return walk(path, LAST_AS_GIVEN, &found) ? found : path;
+}
+
+std::string existing_path(const char *path)
+{
+    std::string native = native_path(path);
+    std::string found;
+    if (!exists(native) && find_in_other_case(native, &found)) {
+        return found;
+    }
+    return native;
+}

@@ -1,0 +1,249 @@
+#include "platform/sockets.h"
+
+#include "platform/posix/events.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace
+{
+
+// The smallest sizes that are free of stalls here, where the system counts its own
+// bookkeeping in a buffer's size.
+constexpr int LEAST_RECEIVE_BUFFER = 65536;
+constexpr int LEAST_SEND_BUFFER = 16384;
+
+// Longer than the system's own maximum, which then counts: connections beyond a short
+// backlog would be completed for the client and forgotten.
+constexpr int LONGEST_BACKLOG = 65535;
+
+int last_error;
+Window *registered_window;
+unsigned registered_message;
+
+bool succeeded(bool success)
+{
+    if (!success) {
+        last_error = errno;
+    }
+    return success;
+}
+
+// The IPv4 address of a running interface other than loopback.
+bool is_reachable(const ifaddrs &entry)
+{
+    return entry.ifa_addr != nullptr && entry.ifa_addr->sa_family == AF_INET &&
+           (entry.ifa_flags & IFF_UP) != 0 && (entry.ifa_flags & IFF_RUNNING) != 0 &&
+           (entry.ifa_flags & IFF_LOOPBACK) == 0;
+}
+
+uint32_t address_of(const ifaddrs &entry)
+{
+    sockaddr_in address;
+    memcpy(&address, entry.ifa_addr, sizeof address);
+    return address.sin_addr.s_addr;
+}
+
+bool is_own_address(uint32_t address)
+{
+    if (address == ADDRESS_ANY || ntohl(address) >> 24 == IN_LOOPBACKNET) {
+        return true;
+    }
+    ifaddrs *list = nullptr;
+    if (getifaddrs(&list) != 0) {
+        return false;
+    }
+    bool found = false;
+    for (const ifaddrs *entry = list; entry != nullptr; entry = entry->ifa_next) {
+        found = found ||
+                (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET &&
+                 address_of(*entry) == address);
+    }
+    freeifaddrs(list);
+    return found;
+}
+
+bool is_shortage(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+} // namespace
+
+int sockets_start(int major, int minor, SocketLibrary *library)
+{
+    library->major = major;
+    library->minor = minor;
+    snprintf(library->description, sizeof library->description, "POSIX sockets");
+    return 0;
+}
+
+void sockets_stop()
+{
+}
+
+int host_name_of_machine(char *name, int size)
+{
+    const auto room = static_cast<size_t>(size);
+    if (!succeeded(gethostname(name, room) == 0)) {
+        return -1;
+    }
+    name[room - 1] = '\0';
+    return 0;
+}
+
+int host_look_up(const char *name, char *official, int size, uint32_t *first)
+{
+    ifaddrs *list = nullptr;
+    if (!succeeded(getifaddrs(&list) == 0)) {
+        return 0;
+    }
+    int count = 0;
+    for (const ifaddrs *entry = list; entry != nullptr; entry = entry->ifa_next) {
+        if (is_reachable(*entry) && count++ == 0) {
+            *first = address_of(*entry);
+        }
+    }
+    freeifaddrs(list);
+    if (count > 0 && official != name) {
+        snprintf(official, static_cast<size_t>(size), "%s", name);
+    }
+    return count;
+}
+
+uint32_t address_from_text(const char *text)
+{
+    return inet_addr(text);
+}
+
+void address_to_text(uint32_t address, char *text, int size)
+{
+    in_addr in{address};
+    if (inet_ntop(AF_INET, &in, text, static_cast<socklen_t>(size)) == nullptr) {
+        text[0] = '\0';
+    }
+}
+
+Socket socket_create()
+{
+    const int socket =
+        ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+    if (!succeeded(socket >= 0)) {
+        return NO_SOCKET;
+    }
+    // Bound again right after a restart. Accepted sockets inherit the second option:
+    // without it a client that sends ahead waits for each reply.
+    const int on = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return socket;
+}
+
+bool socket_set_receive_buffer(Socket socket, int bytes)
+{
+    const int size = std::max(bytes, LEAST_RECEIVE_BUFFER);
+    return succeeded(setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) == 0);
+}
+
+bool socket_set_send_buffer(Socket socket, int bytes)
+{
+    const int size = std::max(bytes, LEAST_SEND_BUFFER);
+    return succeeded(setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof size) == 0);
+}
+
+bool socket_register(Socket socket, Window *window, unsigned message, int)
+{
+    // Watched from socket_listen on: a socket that does not listen yet would report its
+    // state as an event without end.
+    registered_window = window;
+    registered_message = message;
+    return socket >= 0 && window != nullptr;
+}
+
+bool socket_bind(Socket socket, uint32_t address, uint16_t port)
+{
+    // Checked here because the system would also bind broadcast and multicast addresses.
+    if (!is_own_address(address)) {
+        last_error = EADDRNOTAVAIL;
+        return false;
+    }
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    name.sin_addr.s_addr = address;
+    return succeeded(
+        bind(socket, reinterpret_cast<const sockaddr *>(&name), sizeof name) == 0);
+}
+
+bool socket_listen(Socket socket, int backlog)
+{
+    return succeeded(listen(socket, std::max(backlog, LONGEST_BACKLOG)) == 0 &&
+                     events_watch(socket, true, registered_window, registered_message));
+}
+
+Socket socket_accept(Socket listener, char *text, int size)
+{
+    sockaddr_in peer{};
+    socklen_t length = sizeof peer;
+    const int socket = accept4(listener, reinterpret_cast<sockaddr *>(&peer), &length,
+                               SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (!succeeded(socket >= 0)) {
+        if (is_shortage(last_error)) {
+            events_rest(listener);
+        }
+        return NO_SOCKET;
+    }
+    if (!succeeded(events_watch_accepted(socket, listener))) {
+        close(socket);
+        return NO_SOCKET;
+    }
+    address_to_text(peer.sin_addr.s_addr, text, size);
+    return socket;
+}
+
+int socket_receive(Socket socket, void *bytes, size_t size)
+{
+    const ssize_t count = recv(socket, bytes, size, 0);
+    if (count >= 0) {
+        return static_cast<int>(count);
+    }
+    last_error = errno;
+    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR
+               ? SOCKET_WOULD_BLOCK
+               : SOCKET_FAILED;
+}
+
+int socket_send(Socket socket, const void *bytes, size_t size)
+{
+    const ssize_t count = send(socket, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    return succeeded(count >= 0) ? static_cast<int>(count) : SOCKET_FAILED;
+}
+
+void socket_close(Socket socket)
+{
+    if (socket < 0) {
+        return;
+    }
+    // Closing with bytes unread would make the system break the connection, and the
+    // client could lose the last reply.
+    static char unread[65536];
+    for (int i = 0; i < 4 && recv(socket, unread, sizeof unread, MSG_DONTWAIT) > 0; i++) {
+    }
+    events_forget(socket);
+    close(socket);
+}
+
+int socket_last_error()
+{
+    return last_error;
+}

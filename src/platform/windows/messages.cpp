@@ -1,0 +1,167 @@
+// The message queue, timers and the loop.
+
+#include "platform/clock.h"
+#include "platform/file_contents.h"
+#include "platform/posix/events.h"
+#include "platform/windows/display.h"
+#include "platform/windows/model.h"
+
+#include <algorithm>
+#include <deque>
+
+namespace
+{
+
+struct Timer {
+    int id;
+    Window *window;
+    uint32_t period, due; // milliseconds
+};
+
+std::deque<Message> posted;
+std::vector<Timer> timers;
+int last_timer;
+
+bool quit_posted;
+int quit_code;
+
+Window *close_window;
+bool close_waits; // the system asked before anybody could be told
+
+int32_t until(uint32_t due)
+{
+    return static_cast<int32_t>(due - tick_count());
+}
+
+// A timer that is due, as a message. A tick that comes late moves the ones behind it,
+// so that none is made up for.
+bool next_timer(Message *message)
+{
+    for (Timer &timer : timers) {
+        const int32_t late = -until(timer.due);
+        if (late >= 0) {
+            timer.due += timer.period;
+            if (late >= static_cast<int32_t>(timer.period)) {
+                timer.due = tick_count() + timer.period;
+            }
+            *message = {timer.window, MESSAGE_TIMER, timer.id, 0};
+            return true;
+        }
+    }
+    return false;
+}
+
+int wait_until_timer()
+{
+    int wait = -1;
+    for (const Timer &timer : timers) {
+        const int left = std::max(0, until(timer.due));
+        wait = wait < 0 ? left : std::min(wait, left);
+    }
+    return wait;
+}
+
+} // namespace
+
+void post_message(Window *window, unsigned message, Param first, Param second)
+{
+    posted.push_back({window, message, first, second});
+}
+
+Param send_message(Window *window, unsigned message, Param first, Param second)
+{
+    if (!model_is_alive(window) || window->procedure == nullptr) {
+        return 0;
+    }
+    const Param result = window->procedure(window, message, first, second);
+    if (window->kind == KIND_DIALOG && result == 0 && model_is_alive(window)) {
+        return model_default_dialog(*window, message, first);
+    }
+    return result;
+}
+
+void post_quit_message(int code)
+{
+    quit_posted = true;
+    quit_code = code;
+}
+
+bool next_message(Message *message)
+{
+    for (;;) {
+        if (!posted.empty()) {
+            *message = posted.front();
+            posted.pop_front();
+            return true;
+        }
+        if (quit_posted) {
+            *message = {nullptr, MESSAGE_EMPTY, quit_code, 0};
+            return false;
+        }
+        if (events_next(message) || next_timer(message)) {
+            return true;
+        }
+        display_wait(wait_until_timer());
+    }
+}
+
+void dispatch_message(const Message &message)
+{
+    // Each event looks at the files anew.
+    file_contents_look_again();
+    send_message(message.window, message.message, message.first, message.second);
+}
+
+bool model_run_until(bool (*done)(void *), void *context)
+{
+    Message message;
+    while (!done(context)) {
+        if (!next_message(&message)) {
+            return false;
+        }
+        dispatch_message(message);
+    }
+    return true;
+}
+
+void close_requests_go_to(Window *window)
+{
+    close_window = window;
+    if (close_waits) {
+        close_waits = false;
+        model_close_request();
+    }
+}
+
+void model_close_request()
+{
+    if (close_window == nullptr) {
+        close_waits = true;
+        return;
+    }
+    post_message(close_window, MESSAGE_CLOSE, 0, 0);
+}
+
+int timer_start(Window *window, int period)
+{
+    if (!model_is_alive(window) || period <= 0) {
+        return 0;
+    }
+    const auto milliseconds = static_cast<uint32_t>(period);
+    timers.push_back({++last_timer, window, milliseconds, tick_count() + milliseconds});
+    return last_timer;
+}
+
+void timer_stop(int timer)
+{
+    std::erase_if(timers, [timer](const Timer &one) { return one.id == timer; });
+}
+
+void model_forget_messages(const Window *window)
+{
+    std::erase_if(posted, [window](const Message &one) { return one.window == window; });
+    std::erase_if(timers, [window](const Timer &one) { return one.window == window; });
+    if (close_window == window) {
+        close_window = nullptr;
+    }
+}
