@@ -152,6 +152,12 @@ int display_list_entry_height(const Window &)
     return CHARACTER_HEIGHT;
 }
 
+void display_list_client_size(const Window &list, int *width, int *height)
+{
+    *width = list.place.right - list.place.left;
+    *height = list.place.bottom - list.place.top;
+}
+
 int display_message_box(Window *, const char *text, const char *caption, unsigned style)
 {
     if (headless_operator.message_box != nullptr) {

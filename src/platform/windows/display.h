@@ -45,6 +45,8 @@ void display_list_removed(Window &list); // the oldest entry, or all of them
 void display_list_scrolled(Window &list);
 void display_list_extent_changed(Window &list);
 int display_list_entry_height(const Window &list);
+// The area of a list in which entries are shown, without its scroll bars.
+void display_list_client_size(const Window &list, int *width, int *height);
 
 // Runs the model's loop nested (model_run_until) while it is open.
 int display_message_box(Window *owner, const char *text, const char *caption,

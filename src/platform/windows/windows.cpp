@@ -152,6 +152,11 @@ Rect window_rect(const Window *window)
 
 Rect window_client_rect(const Window *window)
 {
+    if (window->kind == KIND_CONTROL && window->control->kind == CONTROL_LIST) {
+        Rect client{};
+        display_list_client_size(*window, &client.right, &client.bottom);
+        return client;
+    }
     Rect rect = window->place;
     int width = 0;
     int height = 0;

@@ -1,0 +1,178 @@
+#include "platform/qt/control_views.h"
+
+#include "platform/qt/drawing.h"
+#include "platform/qt/list_view.h"
+#include "platform/qt/pictures.h"
+#include "platform/qt/text.h"
+#include "platform/windows/display.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPushButton>
+#include <QRegularExpressionValidator>
+#include <QStyleOptionFocusRect>
+
+namespace
+{
+
+bool has_style(const Window &control, unsigned style)
+{
+    return (control.control->style & style) != 0;
+}
+
+QRect place_of(const Window &control)
+{
+    const Rect &place = control.place;
+    return {place.left, place.top, place.right - place.left, place.bottom - place.top};
+}
+
+// A button that the dialog's procedure draws.
+class OwnerDrawnButton : public QAbstractButton
+{
+  public:
+    OwnerDrawnButton(Window &control, QWidget *parent)
+        : QAbstractButton(parent), control_(control)
+    {
+        setAttribute(Qt::WA_Hover);
+        setFocusPolicy(Qt::StrongFocus);
+    }
+
+  protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        DeviceContext context{this, &painter};
+        const DrawItem item{control_.id, &context, {0, 0, width(), height()}, isDown()};
+        send_message(control_.owner, MESSAGE_DRAW_ITEM, control_.id,
+                     reinterpret_cast<Param>(&item));
+    }
+
+  private:
+    Window &control_;
+};
+
+class PictureView : public QWidget
+{
+  public:
+    PictureView(const Window &control, QWidget *parent)
+        : QWidget(parent), control_(control)
+    {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+    }
+
+  protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        const QPixmap pixmap = picture(control_.control->picture, devicePixelRatioF());
+        QRectF place(QPointF(), pixmap.deviceIndependentSize());
+        if (has_style(control_, STYLE_CENTRED)) {
+            place.moveCenter(QRectF(rect()).center());
+        }
+        painter.drawPixmap(place.topLeft().toPoint(), pixmap);
+        if (has_style(control_, STYLE_SUNKEN)) {
+            draw_sunken_edge(painter);
+        }
+    }
+
+  private:
+    void draw_sunken_edge(QPainter &painter)
+    {
+        const QRect edge = rect().adjusted(0, 0, -1, -1);
+        painter.setPen(palette().color(QPalette::Mid));
+        painter.drawLine(edge.topLeft(), edge.topRight());
+        painter.drawLine(edge.topLeft(), edge.bottomLeft());
+        painter.setPen(palette().color(QPalette::Light));
+        painter.drawLine(edge.topRight(), edge.bottomRight());
+        painter.drawLine(edge.bottomLeft(), edge.bottomRight());
+    }
+
+    const Window &control_;
+};
+
+QWidget *make_button(Window &control, QWidget *parent)
+{
+    QAbstractButton *button = nullptr;
+    if (has_style(control, STYLE_OWNER_DRAWN)) {
+        button = new OwnerDrawnButton(control, parent);
+    } else {
+        button = new QPushButton(parent);
+    }
+    QObject::connect(button, &QAbstractButton::clicked, parent,
+                     [&control] { model_dialog_command(*control.owner, control.id); });
+    return button;
+}
+
+QWidget *make_label(const Window &control, QWidget *parent)
+{
+    auto *label = new QLabel(parent);
+    const bool sunken = has_style(control, STYLE_SUNKEN);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(control.place.bottom - control.place.top >=
+                       2 * label->fontMetrics().height());
+    label->setAlignment(
+        (has_style(control, STYLE_CENTRED) ? Qt::AlignHCenter : Qt::AlignLeft) |
+        (sunken || has_style(control, STYLE_CENTRED_VERTICALLY) ? Qt::AlignVCenter
+                                                                : Qt::AlignTop));
+    if (sunken) {
+        label->setFrameStyle(static_cast<int>(QFrame::StyledPanel) |
+                             static_cast<int>(QFrame::Sunken));
+    }
+    return label;
+}
+
+QWidget *make_edit(const Window &control, QWidget *parent)
+{
+    auto *edit = new QLineEdit(parent);
+    edit->setReadOnly(has_style(control, STYLE_READ_ONLY));
+    edit->setFrame(has_style(control, STYLE_BORDER));
+    edit->setAlignment(Qt::AlignHCenter);
+    if (has_style(control, STYLE_DIGITS_ONLY) && !edit->isReadOnly()) {
+        edit->setInputMethodHints(Qt::ImhDigitsOnly);
+    }
+    return edit;
+}
+
+QWidget *make_widget(Window &control, QWidget *parent)
+{
+    switch (control.control->kind) {
+    case CONTROL_BUTTON:
+        return make_button(control, parent);
+    case CONTROL_TEXT:
+        return make_label(control, parent);
+    case CONTROL_EDIT:
+        return make_edit(control, parent);
+    case CONTROL_LIST:
+        return new ListView(control, parent);
+    case CONTROL_PICTURE:
+        return new PictureView(control, parent);
+    }
+    return nullptr;
+}
+
+} // namespace
+
+QWidget *make_control_view(Window &control, QWidget *parent)
+{
+    QWidget *widget = make_widget(control, parent);
+    control.view = widget;
+    widget->setGeometry(place_of(control));
+    widget->setVisible(control.shown);
+    update_control_text(control);
+    return widget;
+}
+
+void update_control_text(Window &control)
+{
+    auto *widget = static_cast<QWidget *>(control.view);
+    const QString text = to_qt(control.text);
+    if (auto *label = dynamic_cast<QLabel *>(widget)) {
+        label->setText(text);
+    } else if (auto *edit = dynamic_cast<QLineEdit *>(widget)) {
+        edit->setText(text);
+        edit->setCursorPosition(0);
+    } else if (auto *button = dynamic_cast<QAbstractButton *>(widget)) {
+        button->setText(text);
+    }
+}

@@ -1,0 +1,36 @@
+// A dialog on the screen: menu bar, controls, and the user's handling of its window.
+#pragma once
+
+#include <QWidget>
+
+class QMenuBar;
+struct Window;
+struct MenuBarEntry;
+
+class DialogView : public QWidget
+{
+  public:
+    explicit DialogView(Window &dialog);
+
+    // In its normal state, at the record's place; or hidden.
+    void show_in_place();
+    void hide_away();
+
+    void move_to_record();
+    void to_front();
+
+  protected:
+    bool event(QEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+  private:
+    void make_menu_bar(int height);
+    void make_popup(QMenuBar *bar, MenuBarEntry &entry, int position);
+    void place_to_record();
+    QPoint reachable(QPoint place) const;
+
+    Window &dialog_;
+    QWidget *client_;
+};

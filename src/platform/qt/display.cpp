@@ -1,0 +1,245 @@
+// A display that is the screen: start, end, and the wait for its input.
+#include "platform/windows/display.h"
+
+#include "platform/clock.h"
+#include "platform/posix/events.h"
+#include "platform/qt/screen.h"
+
+#include <QApplication>
+#include <QFontMetricsF>
+#include <QMenuBar>
+#include <QScreen>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <xcb/xcb.h>
+
+#include <clocale>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace
+{
+
+QApplication *application;
+QSocketNotifier *notifier; // socket events wait
+QTimer *alarm_clock;       // the end of a wait
+uint32_t alarm_due;
+bool connected;
+bool waiting_cursor;
+
+// The session manager tells the program to quit; closing is the server's own work.
+class QuitFilter : public QObject
+{
+  public:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() != QEvent::Quit) {
+            return false;
+        }
+        model_close_request();
+        return true;
+    }
+};
+
+QuitFilter *quit_filter;
+
+bool never(void *)
+{
+    return false;
+}
+
+// The toolkit ends the process when the screen's server goes away, as it does when a
+// session ends without a signal. The server is closed first; the calls that led here
+// never return.
+void screen_was_lost()
+{
+    if (!connected) {
+        return;
+    }
+    connected = false;
+    model_close_request();
+    model_run_until(never, nullptr);
+    _exit(0);
+}
+
+const char *environment(const char *name)
+{
+    const char *value = getenv(name);
+    return value != nullptr && value[0] != '\0' ? value : nullptr;
+}
+
+// Asked before the toolkit is started, because it aborts without a screen.
+bool screen_can_be_had()
+{
+    if (environment("QT_QPA_PLATFORM") != nullptr) {
+        return true;
+    }
+    if (environment("DISPLAY") != nullptr) {
+        xcb_connection_t *connection = xcb_connect(nullptr, nullptr);
+        const bool failed = xcb_connection_has_error(connection) != 0;
+        xcb_disconnect(connection);
+        if (!failed) {
+            // Where both are there: only X places windows and keeps them on top.
+            setenv("QT_QPA_PLATFORM", "xcb;wayland", 0);
+            return true;
+        }
+    }
+    return environment("WAYLAND_DISPLAY") != nullptr;
+}
+
+// A wake-up that comes early is harmless: the loop asks again how long to wait.
+void set_alarm(int milliseconds)
+{
+    const uint32_t due = tick_count() + static_cast<uint32_t>(milliseconds);
+    if (!alarm_clock->isActive() || static_cast<int32_t>(alarm_due - due) > 0) {
+        alarm_due = due;
+        alarm_clock->start(milliseconds);
+    }
+}
+
+struct UnitCharacter {
+    int width, height;
+};
+
+const UnitCharacter &unit_character()
+{
+    static const UnitCharacter character = [] {
+        const QFontMetricsF metrics(QApplication::font());
+        const QString letters =
+            QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
+        const double width = metrics.horizontalAdvance(letters) / 52;
+        // Rounded up, so that no text grows out of its field.
+        return UnitCharacter{static_cast<int>(std::ceil(width)),
+                             static_cast<int>(std::ceil(metrics.height()))};
+    }();
+    return character;
+}
+
+} // namespace
+
+// The toolkit wants this outside every namespace.
+static void load_pictures()
+{
+    Q_INIT_RESOURCE(pictures);
+}
+
+bool display_start(int, char **argv)
+{
+    if (!screen_can_be_had()) {
+        fputs("qlnsmtp: there is no screen; qlnsmtpd serves without one\n", stderr);
+        return false;
+    }
+    static int argument_count = 1; // the command line is not used
+    application = new QApplication(argument_count, argv);
+    setlocale(LC_NUMERIC, "C");
+    setlocale(LC_TIME, "C");
+    QApplication::setApplicationName(QStringLiteral("qlnsmtp"));
+    QApplication::setDesktopFileName(QStringLiteral("quillon-smtp"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    load_pictures();
+    quit_filter = new QuitFilter;
+    application->installEventFilter(quit_filter);
+    notifier = new QSocketNotifier(events_descriptor(), QSocketNotifier::Read);
+    alarm_clock = new QTimer;
+    alarm_clock->setSingleShot(true);
+    alarm_clock->setTimerType(Qt::PreciseTimer);
+    connected = true;
+    return std::atexit(screen_was_lost) == 0;
+}
+
+void display_stop()
+{
+    if (!connected) {
+        return;
+    }
+    connected = false;
+    delete alarm_clock;
+    delete notifier;
+    delete application;
+    delete quit_filter;
+}
+
+void display_wait(int milliseconds)
+{
+    if (!connected) {
+        events_wait(milliseconds);
+        return;
+    }
+    milliseconds = events_limit_wait(milliseconds);
+    if (milliseconds == 0) {
+        QApplication::processEvents();
+    } else {
+        if (milliseconds > 0) {
+            set_alarm(milliseconds);
+        }
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    events_wait(0);
+}
+
+bool screen_is_there()
+{
+    return connected;
+}
+
+int unit_character_width()
+{
+    return unit_character().width;
+}
+
+int unit_character_height()
+{
+    return unit_character().height;
+}
+
+int menu_bar_height(const Window &dialog)
+{
+    if (dialog.menu_bar.empty()) {
+        return 0;
+    }
+    static const int height = [] {
+        QMenuBar bar;
+        bar.setNativeMenuBar(false);
+        bar.addAction(QStringLiteral("File"));
+        return bar.sizeHint().height();
+    }();
+    return height;
+}
+
+int display_base_unit_x()
+{
+    return unit_character_width();
+}
+
+int display_base_unit_y()
+{
+    return unit_character_height();
+}
+
+int display_screen_width()
+{
+    return QApplication::primaryScreen()->geometry().width();
+}
+
+int display_screen_height()
+{
+    return QApplication::primaryScreen()->geometry().height();
+}
+
+void display_waiting_cursor(bool waiting)
+{
+    if (waiting == waiting_cursor) {
+        return;
+    }
+    waiting_cursor = waiting;
+    if (waiting) {
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+    } else {
+        QApplication::restoreOverrideCursor();
+    }
+}

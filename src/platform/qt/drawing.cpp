@@ -1,0 +1,134 @@
+#include "platform/qt/drawing.h"
+
+#include "platform/qt/pictures.h"
+#include "platform/qt/text.h"
+#include "platform/windows/display.h"
+
+#include <QApplication>
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QStyle>
+#include <QStyleOptionButton>
+
+#include <array>
+#include <cmath>
+#include <cstring>
+
+namespace
+{
+
+// The advance of every ASCII character, because each log line is measured. Kerning is
+// left out: it would only make a text narrower.
+class CharacterWidths
+{
+  public:
+    explicit CharacterWidths(const QFont &font) : metrics_(font)
+    {
+        for (size_t i = ' '; i < widths_.size(); i++) {
+            widths_[i] = metrics_.horizontalAdvance(QChar(static_cast<ushort>(i)));
+        }
+    }
+
+    int width(const char *text) const
+    {
+        double sum = 0;
+        for (const char *at = text; *at != '\0'; at++) {
+            const auto character = static_cast<unsigned char>(*at);
+            if (character >= widths_.size()) {
+                return static_cast<int>(
+                    std::ceil(metrics_.horizontalAdvance(to_qt(text))));
+            }
+            sum += widths_[character];
+        }
+        return static_cast<int>(std::ceil(sum));
+    }
+
+  private:
+    QFontMetricsF metrics_;
+    std::array<double, 127> widths_{};
+};
+
+QPen cosmetic_pen(Colour colour)
+{
+    return {QColor(colour.red, colour.green, colour.blue), 1, Qt::SolidLine,
+            Qt::SquareCap, Qt::MiterJoin};
+}
+
+} // namespace
+
+DeviceContext *display_context(Window &window)
+{
+    auto *widget = static_cast<QWidget *>(window.view);
+    return widget != nullptr ? new DeviceContext{widget, nullptr} : nullptr;
+}
+
+void display_context_release(DeviceContext *context)
+{
+    delete context;
+}
+
+int display_text_width(DeviceContext *, const char *text)
+{
+    static const CharacterWidths widths{QApplication::font()};
+    return widths.width(text);
+}
+
+void display_draw_line(DeviceContext *context, const int (*points)[2], int count,
+                       Colour colour)
+{
+    if (context->painter == nullptr) {
+        return;
+    }
+    QPolygon line;
+    for (int i = 0; i < count; i++) {
+        line << QPoint(points[i][0], points[i][1]);
+    }
+    context->painter->setPen(cosmetic_pen(colour));
+    context->painter->drawPolyline(line);
+}
+
+void display_draw_text(DeviceContext *context, int x, int y, const char *text, int length)
+{
+    if (context->painter == nullptr) {
+        return;
+    }
+    QPainter &painter = *context->painter;
+    painter.setPen(context->widget->palette().color(QPalette::ButtonText));
+    painter.drawText(QPointF(x, y + painter.fontMetrics().ascent()),
+                     to_qt({text, static_cast<size_t>(length)}));
+}
+
+void display_draw_push_button(DeviceContext *context, const Rect &rect, bool pressed)
+{
+    if (context->painter == nullptr) {
+        return;
+    }
+    const QWidget *widget = context->widget;
+    QStyleOptionButton option;
+    option.initFrom(widget); // hovered, focused, enabled
+    option.rect =
+        QRect(rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+    option.state |= pressed ? QStyle::State_Sunken : QStyle::State_Raised;
+    widget->style()->drawControl(QStyle::CE_PushButtonBevel, &option, context->painter,
+                                 widget);
+}
+
+int display_draw_picture(DeviceContext *context, int x, int y, int id)
+{
+    const QPixmap pixmap = picture(id, context->widget->devicePixelRatioF());
+    if (pixmap.isNull()) {
+        return 0;
+    }
+    if (context->painter != nullptr) {
+        context->painter->drawPixmap(x, y, pixmap);
+    }
+    return static_cast<int>(std::lround(pixmap.deviceIndependentSize().width()));
+}
+
+Colour display_window_background()
+{
+    const QColor colour = QApplication::palette().color(QPalette::Window);
+    return {static_cast<unsigned char>(colour.red()),
+            static_cast<unsigned char>(colour.green()),
+            static_cast<unsigned char>(colour.blue())};
+}

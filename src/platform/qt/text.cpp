@@ -1,0 +1,14 @@
+#include "platform/qt/text.h"
+
+#include <QStringDecoder>
+
+QString to_qt(std::string_view text)
+{
+    const QByteArrayView bytes(text.data(), static_cast<qsizetype>(text.size()));
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString result = utf8(bytes);
+    if (utf8.hasError()) {
+        result = QString::fromLatin1(bytes);
+    }
+    return result.remove(QLatin1Char('\r'));
+}
