@@ -44,19 +44,17 @@ int64_t file_read(FileHandle file, void *bytes, size_t size);
 // the file when the call returns.
 bool file_write(FileHandle file, const void *bytes, size_t size);
 
+// The same at the end of the file, but all or nothing: what was written of the bytes is
+// taken back when it fails.
+bool file_write_whole(FileHandle file, const void *bytes, size_t size);
+
 // Moves to `position` bytes from the start. False when that is not possible.
 bool file_seek(FileHandle file, int64_t position);
-
-// Takes away what stands behind the first `size` bytes.
-bool file_truncate(FileHandle file, int64_t size);
-
-// The open file's size in bytes, -1 when unknown.
-int64_t file_open_size(FileHandle file);
 
 // False when the system reports a late write failure. The handle is gone anyway.
 bool file_close(FileHandle file);
 
-// Opens with `mode`, writes all bytes, closes. False when any of that fails.
+// Opens with `mode`, writes all bytes or none, closes. False when any of that fails.
 bool file_put(const char *path, FileMode mode, const void *bytes, size_t size);
 
 // Gives a file of the server's own another such name in one step; a file of that name is
@@ -79,6 +77,9 @@ bool file_is_there(const char *path);
 
 // Size in bytes from the directory entry, -1 when there is none.
 int64_t file_size_of(const char *path);
+
+// Whether the last failure was that a file of that name is there already (FILE_NEW).
+bool file_name_was_taken();
 
 // The reason of the last failure of a call of this header, as an English text.
 const char *file_failure();

@@ -20,12 +20,14 @@ std::string waiting;
 size_t written; // bytes of `waiting` that are out
 bool gone;      // nobody reads any more
 
-// A file takes any amount; a pipe or terminal says how much it has room for.
+// A file (or the null device) takes any amount; a pipe or terminal says how much it has room for.
 bool is_plain_file()
 {
     static const bool plain = [] {
         struct stat status;
-        return fstat(STDOUT_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+        return fstat(STDOUT_FILENO, &status) == 0 &&
+               (S_ISREG(status.st_mode) ||
+                (S_ISCHR(status.st_mode) && isatty(STDOUT_FILENO) == 0));
     }();
     return plain;
 }

@@ -96,6 +96,26 @@ int open_any_case(const char *path, FileMode mode, bool may_use_spare)
                        may_use_spare);
 }
 
+// Bytes written; fewer than asked for when writing fails.
+size_t write_all(FileHandle file, const void *bytes, size_t size)
+{
+    const char *at = static_cast<const char *>(bytes);
+    size_t left = size;
+    while (left > 0) {
+        const ssize_t count = write(file, at, left);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            last_failure = count < 0 ? errno : ENOSPC;
+            break;
+        }
+        at += count;
+        left -= static_cast<size_t>(count);
+    }
+    return size - left;
+}
+
 } // namespace
 
 void working_directory(char *path, int size)
@@ -133,39 +153,26 @@ int64_t file_read(FileHandle file, void *bytes, size_t size)
 
 bool file_write(FileHandle file, const void *bytes, size_t size)
 {
-    const char *at = static_cast<const char *>(bytes);
-    while (size > 0) {
-        const ssize_t count = write(file, at, size);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            return failed(false);
-        }
-        if (count == 0) {
-            errno = ENOSPC;
-            return failed(false);
-        }
-        at += count;
-        size -= static_cast<size_t>(count);
+    return write_all(file, bytes, size) == size;
+}
+
+bool file_write_whole(FileHandle file, const void *bytes, size_t size)
+{
+    const size_t count = write_all(file, bytes, size);
+    if (count == size) {
+        return true;
     }
-    return true;
+    struct stat status;
+    if (count > 0 && fstat(file, &status) == 0 &&
+        ftruncate(file, status.st_size - static_cast<off_t>(count)) != 0) {
+        last_failure = errno;
+    }
+    return false;
 }
 
 bool file_seek(FileHandle file, int64_t position)
 {
     return lseek(file, position, SEEK_SET) >= 0 || failed(false);
-}
-
-bool file_truncate(FileHandle file, int64_t size)
-{
-    return ftruncate(file, size) == 0 || failed(false);
-}
-
-int64_t file_open_size(FileHandle file)
-{
-    struct stat status;
-    return fstat(file, &status) == 0 ? status.st_size : failed<int64_t>(-1);
 }
 
 bool file_close(FileHandle file)
@@ -181,7 +188,7 @@ bool file_put(const char *path, FileMode mode, const void *bytes, size_t size)
     if (file == NO_FILE) {
         return false;
     }
-    const bool written = file_write(file, bytes, size);
+    const bool written = file_write_whole(file, bytes, size);
     const int reason = last_failure;
     const bool closed = file_close(file);
     if (!written) {
@@ -305,6 +312,11 @@ int64_t file_size_of(const char *path)
         return failed<int64_t>(-1);
     }
     return status.st_size;
+}
+
+bool file_name_was_taken()
+{
+    return last_failure == EEXIST;
 }
 
 const char *file_failure()
