@@ -1,0 +1,144 @@
+#include "log/activity_log.h"
+
+#include "core/paths.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "log/log_list.h"
+#include "log/log_trim.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+char log_stamp[STAMP_SIZE];
+
+namespace
+{
+
+constexpr size_t LINE_LIMIT = 506; // characters of a text that reach the file
+constexpr int CALLS_BETWEEN_CHECKS = 500;
+
+constexpr char TRIM_MARKER[] =
+    "\r\n********LOG FILE SIZE TRIMMED TO SPECIFIED MINIMUM SIZE********\r\n\r\n";
+
+constexpr char MONTHS[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+bool busy; // a call from within a call is dropped
+int32_t write_counter;
+
+// Lines that belong to the file and are not there yet.
+char pending[32 * 1024];
+size_t pending_count;
+
+void add_pending(const char *bytes, size_t count)
+{
+    if (pending_count + count > sizeof pending) {
+        log_flush();
+    }
+    memcpy(pending + pending_count, bytes, count);
+    pending_count += count;
+}
+
+// CR LF where there is none; a lone CR at the end gets its LF.
+const char *line_ending(const char *text, size_t length)
+{
+    size_t last = length;
+    while (last > 0 && text[last - 1] != '\r') {
+        last--;
+    }
+    if (last == 0) {
+        return "\r\n";
+    }
+    return last < length && text[last] == '\n' ? "" : "\n";
+}
+
+void add_line(const char *text)
+{
+    const size_t length = strnlen(text, LINE_LIMIT);
+    const char *ending = line_ending(text, length);
+    add_pending(text, length);
+    add_pending(ending, strlen(ending));
+}
+
+// The size is looked at on every 501st call.
+void check_size()
+{
+    if (++write_counter <= CALLS_BETWEEN_CHECKS) {
+        return;
+    }
+    write_counter = 0;
+    log_flush();
+    char path[PATH_SIZE];
+    log_path(path, sizeof path);
+    if (trim_log_file(path) != 0) {
+        add_pending(TRIM_MARKER, sizeof TRIM_MARKER - 1);
+    }
+}
+
+} // namespace
+
+void log_timestamp(char *buffer)
+{
+    const LocalTime &now = local_time();
+    format_text(buffer, STAMP_SIZE, "%02d %s, %4d %02d:%02d:%02d :", now.day,
+                MONTHS[now.month], now.year, now.hour, now.minute, now.second);
+}
+
+void log_write(char *text)
+{
+    Window *list = log_list();
+    if (busy || list == nullptr) {
+        return;
+    }
+    busy = true;
+    check_size();
+    add_line(text);
+    if (text[0] != '\0' && read_setting("LOGONLY", 0) == 0) {
+        log_list_add(list, text);
+    }
+    busy = false;
+}
+
+void log_line(const char *format, ...)
+{
+    char text[LOG_TEXT_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    log_write(text);
+}
+
+void log_stamped(const char *format, ...)
+{
+    log_timestamp(log_stamp);
+    char text[LOG_TEXT_SIZE];
+    const size_t stamp = copy_text(text, sizeof text, log_stamp);
+    text[stamp] = ' ';
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text + stamp + 1, sizeof text - stamp - 1, format, arguments);
+    va_end(arguments);
+    log_write(text);
+}
+
+void log_path(char *path, int size)
+{
+    path_below(path, size, "LOGS\\QLNSMTP.TXT");
+}
+
+void log_flush()
+{
+    if (pending_count == 0) {
+        return;
+    }
+    const size_t count = pending_count;
+    pending_count = 0;
+    char path[PATH_SIZE];
+    log_path(path, sizeof path);
+    file_put(path, FILE_APPEND, pending, count); // nobody to tell when that fails
+}
