@@ -1,0 +1,34 @@
+#include "spool/address_token.h"
+
+#include "core/text.h"
+
+#include <cstring>
+
+bool take_address_token(const char *line, char token[TOKEN_SIZE])
+{
+    const char *colon = strchr(line, ':');
+    const char *argument = colon != nullptr ? colon + 1 : "";
+    size_t length = strlen(argument);
+    if (strchr(argument, ' ') != nullptr) {
+        argument += strspn(argument, " ");
+        length = strcspn(argument, " ");
+        if (length == 0) {
+            return false;
+        }
+    } else if (const char *second = strchr(argument, ':')) {
+        argument = second + 1;
+        length = strlen(argument);
+    }
+    copy_text(token, length + 1, argument);
+    return true;
+}
+
+int form_envelope_line(char *line, int size, const char *verb, const char *token)
+{
+    const bool bracketed = token[0] == '<';
+    const int length =
+        format_text(line, static_cast<size_t>(size), "%s: %s%s%s\r\n", verb,
+                    bracketed ? "" : "<", token, bracketed ? "" : ">");
+    const size_t needed = strlen(verb) + 4 + strlen(token) + (bracketed ? 0 : 2);
+    return static_cast<size_t>(length) == needed ? length : -1;
+}

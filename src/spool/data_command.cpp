@@ -1,0 +1,77 @@
+#include "spool/data_command.h"
+
+#include "core/disconnect.h"
+#include "core/gateway.h"
+#include "core/session.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "platform/clock.h"
+#include "smtp/message.h"
+#include "smtp/replies.h"
+
+namespace
+{
+
+constexpr int SETTING_SIZE = 1024;
+constexpr int HEADER_SIZE = 4096; // room for two settings of full length
+
+constexpr char DAYS[7][4] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+constexpr char MONTHS[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+void add_received_line(ClientSession *session)
+{
+    const LocalTime &now = local_time();
+    char header[HEADER_SIZE];
+    const int length = format_text(
+        header, sizeof header, "Received: from %s on %s %s %02d %02d:%02d:%02d %04d%s%s\r\n",
+        session->peerText, DAYS[now.weekday], MONTHS[now.month], now.day, now.hour,
+        now.minute, now.second, now.year, now.zone[0] != '\0' ? " " : "", now.zone);
+    message_add(session, header, length);
+}
+
+void add_version_lines(ClientSession *session)
+{
+    char version[SETTING_SIZE];
+    char build_date[SETTING_SIZE];
+    settings_flush();
+    read_setting_text("VERSION", "Unspecified", version, sizeof version);
+    read_setting_text("BUILDDATE", "Unspecified", build_date, sizeof build_date);
+
+    char header[HEADER_SIZE];
+    const int length = format_text(header, sizeof header,
+                                   "\tby Quillon email-to-fax SMTP server v%s, Build: %s"
+                                   "\r\n\tusing SMTP (Quillon SMTP Server v%s Build: %s)"
+                                   "\r\n",
+                                   version, build_date, PROGRAM_VERSION,
+                                   PROGRAM_BUILD_DATE);
+    message_add(session, header, length);
+}
+
+} // namespace
+
+void handle_data(ClientSession *session)
+{
+    if (!send_line(session, "354 ", "Start mail input; end with <CRLF>.<CRLF>")) {
+        Disconnect(session);
+        return;
+    }
+    if (session->spoolBase[0] == '\0') {
+        Disconnect(session); // nobody has named a sender or a recipient
+        return;
+    }
+    if (full_detail()) {
+        log_stamped("***DEBUG***  Opening file [%s]", session->spoolTemp);
+    }
+    session->state = SESSION_DATA;
+    session->lastActivity = tick_count();
+    session->messageFile = file_open_for_long(session->spoolTemp);
+    if (session->messageFile == NO_FILE) {
+        message_cannot_be_stored(session, file_failure());
+        return;
+    }
+    add_received_line(session);
+    add_version_lines(session);
+    message_write_gathered(session);
+}

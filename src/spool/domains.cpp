@@ -1,0 +1,84 @@
+#include "spool/domains.h"
+
+#include "core/paths.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "platform/file_contents.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+namespace
+{
+
+constexpr size_t LINE_PIECE = 511; // bytes read at a time
+
+// The entries of the file's present version, in lower case.
+struct DomainTable {
+    uint64_t version = 0;
+    std::unordered_set<std::string> entries;
+};
+
+DomainTable table;
+
+std::string lower_case_of(std::string_view text)
+{
+    std::string lower(text);
+    for (char &c : lower) {
+        c = lower_case(c);
+    }
+    return lower;
+}
+
+// What of a line is compared: the text before its last comma, or all of it with its line
+// ending, so that a line without a comma matches only at the very end of the file.
+void add_entry(std::string_view line)
+{
+    line = line.substr(0, line.find('\0'));
+    table.entries.insert(lower_case_of(line.substr(0, line.rfind(','))));
+}
+
+void read_domains(std::string_view text)
+{
+    table.entries.clear();
+    while (!text.empty()) {
+        const size_t feed = text.find('\n');
+        const size_t line = feed == std::string_view::npos ? text.size() : feed + 1;
+        const size_t length = std::min(line, LINE_PIECE);
+        const bool reached_end = length == text.size() && length < LINE_PIECE &&
+                                 text.back() != '\n';
+        add_entry(text.substr(0, length));
+        text.remove_prefix(length);
+        if (reached_end) {
+            return;
+        }
+    }
+    add_entry({}); // the read at the end of the file leaves an empty line
+}
+
+} // namespace
+
+int domain_is_accepted(const char *domain)
+{
+    char path[PATH_SIZE];
+    path_below(path, sizeof path, "DATA\\RAW\\DOMAIN.DAT");
+    const FileContents contents = file_contents(path);
+    if (contents.bytes == nullptr) {
+        log_line("Unable to open Domains file to validate...");
+        return 1;
+    }
+    if (contents.version != table.version) {
+        read_domains({contents.bytes, contents.size});
+        table.version = contents.version;
+    }
+    return table.entries.contains(lower_case_of(domain)) ? 1 : 0;
+}
+
+const char *domain_of(const char *address)
+{
+    const char *at_sign = strchr(address, '@');
+    return at_sign != nullptr ? at_sign + 1 : nullptr;
+}

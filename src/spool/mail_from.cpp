@@ -1,0 +1,113 @@
+#include "spool/mail_from.h"
+
+#include "core/session.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "platform/clock.h"
+#include "smtp/replies.h"
+#include "spool/address.h"
+#include "spool/address_token.h"
+#include "spool/domains.h"
+#include "spool/local_users.h"
+#include "spool/spool_files.h"
+
+#include <cstring>
+
+namespace
+{
+
+// The log line and the work copy hold at most 511 characters, like the envelope line.
+constexpr size_t SENDER_TEXT_SIZE = 512;
+
+bool fits_log_line(const ClientSession *session, const char *token)
+{
+    constexpr size_t fixed = STAMP_SIZE - 1 + sizeof " SMTP: [] Mail From []" - 1;
+    return fixed + strlen(session->peerText) + strlen(token) < SENDER_TEXT_SIZE;
+}
+
+void refuse_long_sender(ClientSession *session)
+{
+    log_stamped("SMTP: [%s] MAIL FROM refused, the address is too long",
+                session->peerText);
+    send_reply(session, "501 ", "Address too long");
+}
+
+void log_and_class_sender(ClientSession *session, const char *token)
+{
+    log_stamped("SMTP: [%s] Mail From [%s]", session->peerText, token);
+    session->lastActivity = tick_count();
+    session->senderIsLocal = find_local_user(token, 0) != USER_UNKNOWN ? 1 : 0;
+    if (full_detail()) {
+        log_stamped(session->senderIsLocal != 0
+                        ? "***DEBUG** - senders address is a local user"
+                        : "***DEBUG** - senders address is not recognized");
+    }
+}
+
+// Every MAIL FROM starts the envelope afresh, in the transaction's own file if there is
+// one already.
+bool start_envelope(ClientSession *session, const char *line, int length)
+{
+    FileHandle envelope = NO_FILE;
+    if (session->spoolBase[0] == '\0') {
+        envelope = spool_files_create(session, SPOOL_MAIL);
+        if (envelope == NO_FILE) {
+            return false; // no reply either; the next MAIL FROM tries again
+        }
+    } else {
+        envelope = file_open(session->spoolEnvelope, FILE_EMPTY);
+        if (envelope == NO_FILE) {
+            envelope_failed(session);
+            return false;
+        }
+    }
+    return envelope_write(session, envelope, line, length);
+}
+
+void check_sender_domain(ClientSession *session, const char *token)
+{
+    char address[SENDER_TEXT_SIZE];
+    copy_text(address, sizeof address, token);
+    clean_address(address);
+    const char *domain = domain_of(address);
+    if (domain == nullptr) {
+        return;
+    }
+    session->domainAccepted = domain_is_accepted(domain) != 0 ? 1 : 0;
+    if (session->domainAccepted != 0) {
+        log_stamped("SMTP: DOMAIN CHECKING - Sender domain [%s] ACCEPTED", domain);
+    } else {
+        log_stamped("SMTP: DOMAIN CHECKING - Sender domain [%s] NOT accepted...", domain);
+    }
+}
+
+} // namespace
+
+void handle_mail_from(ClientSession *session)
+{
+    char token[TOKEN_SIZE] = "";
+    char line[ENVELOPE_LINE_SIZE];
+    const bool has_token = take_address_token(session->line, token);
+    const int length = form_envelope_line(line, sizeof line, "MAIL FROM", token);
+    if (length < 0 || !fits_log_line(session, token)) {
+        refuse_long_sender(session);
+        return;
+    }
+    if (has_token) {
+        log_and_class_sender(session, token);
+    } else if (full_detail()) {
+        // Blanks alone are the null sender, but name nobody to log or to look up.
+        log_line("***DEBUG** - NULL sender address recieved ??????");
+    }
+    if (!start_envelope(session, line, length)) {
+        return;
+    }
+    if (full_detail()) {
+        log_line("%.*s", length - 2, line);
+    }
+    if (read_setting("USEDOMAINS", 0) != 0) {
+        check_sender_domain(session, token);
+    }
+    send_reply(session, "250 ", "OK");
+}

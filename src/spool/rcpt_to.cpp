@@ -1,0 +1,136 @@
+#include "spool/rcpt_to.h"
+
+#include "core/session.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "platform/clock.h"
+#include "smtp/replies.h"
+#include "spool/address.h"
+#include "spool/address_token.h"
+#include "spool/domains.h"
+#include "spool/local_users.h"
+#include "spool/spool_files.h"
+
+#include <cstring>
+
+namespace
+{
+
+constexpr size_t RECIPIENT_LIMIT = 510; // characters of the work buffer
+
+void refuse_long_recipient(ClientSession *session)
+{
+    log_stamped("SMTP: [%s] RCPT TO refused, the address is too long", session->peerText);
+    send_reply(session, "501 ", "Address too long");
+}
+
+FileHandle open_envelope(ClientSession *session)
+{
+    if (session->spoolBase[0] == '\0') {
+        return spool_files_create(session, session->senderIsLocal != 0 ? SPOOL_PENDING
+                                                                       : SPOOL_MAIL_IN);
+    }
+    const FileHandle envelope = file_open(session->spoolEnvelope, FILE_APPEND);
+    if (envelope == NO_FILE) {
+        envelope_failed(session);
+    }
+    return envelope;
+}
+
+// A token that begins with a bracket is looked up without it, up to its last closing one.
+bool is_local(const char *token)
+{
+    char address[TOKEN_SIZE];
+    copy_text(address, sizeof address, token[0] == '<' ? token + 1 : token);
+    if (token[0] == '<') {
+        if (char *close = strrchr(address, '>')) {
+            *close = '\0';
+        }
+    }
+    return find_local_user(address, 1) != USER_UNKNOWN;
+}
+
+// The token without a closing bracket at its end and an opening one at its beginning.
+void take_recipient(const char *token, char *recipient, size_t size)
+{
+    size_t length = strlen(token);
+    if (length > 0 && token[length - 1] == '>') {
+        length--;
+    }
+    if (length > 0 && token[0] == '<') {
+        token++;
+        length--;
+    }
+    copy_text(recipient, length + 1 < size ? length + 1 : size, token);
+}
+
+void log_arrival(const ClientSession *session, bool local, const char *recipient)
+{
+    log_timestamp(log_stamp);
+    if (full_detail()) {
+        log_line(local ? "%s ***DEBUG** - recipients address identified as a local user"
+                       : "%s ***DEBUG** - recipients address is not recognized as a "
+                         "local user",
+                 log_stamp);
+    }
+    log_line("%s SMTP: [%s] %s mail arriving for %s%s", log_stamp, session->peerText,
+             session->senderIsLocal != 0 ? "Internal" : "External",
+             local ? "" : "UNKNOWN USER ", recipient);
+}
+
+// Once a domain of the transaction has been accepted there is nothing more to check.
+void check_recipient_domain(ClientSession *session, char *recipient)
+{
+    if (session->domainAccepted != 0) {
+        return;
+    }
+    clean_address(recipient);
+    const char *domain = domain_of(recipient);
+    if (domain == nullptr) {
+        return;
+    }
+    if (domain_is_accepted(domain) != 0) {
+        log_stamped("SMTP: DOMAIN CHECKING - Recipient domain [%s] ACCEPTED", domain);
+        session->domainAccepted = 1;
+    } else {
+        log_stamped("SMTP: DOMAIN CHECKING - Recipient domain [%s] NOT accepted...",
+                    domain);
+    }
+}
+
+} // namespace
+
+void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
+{
+    char token[TOKEN_SIZE];
+    if (!take_address_token(session->line, token)) {
+        send_reply(session, "550 ", "No such user here");
+        return;
+    }
+    char line[ENVELOPE_LINE_SIZE];
+    const int length = form_envelope_line(line, sizeof line, "RCPT TO", token);
+    if (length < 0 || strlen(token) > RECIPIENT_LIMIT) {
+        refuse_long_recipient(session);
+        return;
+    }
+
+    const FileHandle envelope = open_envelope(session);
+    if (envelope == NO_FILE) {
+        return;
+    }
+    const bool local = is_local(token);
+    if (!envelope_write(session, envelope, line, length)) {
+        return;
+    }
+    if (full_detail()) {
+        log_line("%.*s", length - 2, line);
+    }
+    take_recipient(token, recipient, RECIPIENT_SIZE);
+    log_arrival(session, local, recipient);
+    session->lastActivity = tick_count();
+    if (read_setting("USEDOMAINS", 0) != 0) {
+        check_recipient_domain(session, recipient);
+    }
+    send_reply(session, "250 ", "OK");
+}

@@ -1,0 +1,110 @@
+#include "spool/spool_files.h"
+
+#include "core/paths.h"
+#include "core/session.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "platform/clock.h"
+#include "smtp/replies.h"
+
+#include <cstring>
+
+namespace
+{
+
+constexpr char ENVELOPE_EXTENSION[] = ".env";
+constexpr int EXTENSION_LENGTH = 4;
+
+// Makes a file that nobody else has, named by the time, the tick count and the number of
+// the try: the test for the name and its creation are one step.
+FileHandle make_spool_file(const char *directory, char *name, int size)
+{
+    const auto seconds = static_cast<unsigned>(unix_time());
+    FileHandle file = NO_FILE;
+    unsigned tries = 0;
+    do {
+        const int length =
+            format_text(name, static_cast<size_t>(size), "%s\\%08x%08x%02x%s", directory,
+                        seconds, tick_count(), tries++, ENVELOPE_EXTENSION);
+        if (length >= size - 1) {
+            return NO_FILE; // it may have been cut
+        }
+        file = file_open(name, FILE_NEW);
+    } while (file == NO_FILE && file_name_was_taken());
+    return file;
+}
+
+void log_and_remove(const char *path)
+{
+    if (spool_file_remove(path) && full_detail()) {
+        log_line("%s", path);
+        log_line("***DEBUG***  deleted file above in Disconnect");
+    }
+}
+
+} // namespace
+
+FileHandle spool_files_create(ClientSession *session, const char *directory_name)
+{
+    char directory[SPOOL_NAME_SIZE];
+    char name[SPOOL_NAME_SIZE];
+    FileHandle file = NO_FILE;
+    if (path_below(directory, sizeof directory, directory_name)) {
+        file = make_spool_file(directory, name, sizeof name);
+    }
+    if (file == NO_FILE) {
+        log_line("FATAL ERROR - Unable to open output file for mail message...");
+        return NO_FILE;
+    }
+    const int base = static_cast<int>(strlen(name)) - EXTENSION_LENGTH;
+    copy_text(session->spoolEnvelope, SPOOL_NAME_SIZE, name);
+    format_text(session->spoolBase, SPOOL_NAME_SIZE, "%.*s", base, name);
+    format_text(session->spoolText, SPOOL_NAME_SIZE, "%.*s.txt", base, name);
+    format_text(session->spoolTemp, SPOOL_NAME_SIZE, "%.*s.tmp", base, name);
+    return file;
+}
+
+bool envelope_write(ClientSession *session, FileHandle envelope, const char *line,
+                    int length)
+{
+    const bool written = file_write_whole(envelope, line, static_cast<size_t>(length));
+    if (file_close(envelope) && written) {
+        return true;
+    }
+    envelope_failed(session);
+    return false;
+}
+
+void envelope_failed(ClientSession *session)
+{
+    log_stamped("SMTP: [%s] Envelope could not be written - %s [%s]", session->peerText,
+                file_failure(), session->spoolEnvelope);
+    send_reply(session, "451 ", "Message could not be stored, please try again later");
+}
+
+bool spool_hand_off(ClientSession *session)
+{
+    return file_rename(session->spoolTemp, session->spoolText);
+}
+
+bool spool_file_remove(const char *path)
+{
+    return path[0] != '\0' && file_delete_own(path);
+}
+
+void spool_files_abandon(ClientSession *session)
+{
+    log_and_remove(session->spoolEnvelope);
+    log_and_remove(session->spoolText);
+    log_and_remove(session->spoolTemp);
+    spool_files_forget(session);
+}
+
+void spool_files_forget(ClientSession *session)
+{
+    session->spoolBase[0] = '\0';
+    session->spoolText[0] = '\0';
+    session->spoolTemp[0] = '\0';
+    session->spoolEnvelope[0] = '\0';
+}
