@@ -1,0 +1,247 @@
+#include "smtp/engine.h"
+
+#include "core/disconnect.h"
+#include "core/gateway.h"
+#include "core/session.h"
+#include "core/sessions.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "smtp/authentication.h"
+#include "smtp/message.h"
+#include "smtp/replies.h"
+#include "smtp/simple_commands.h"
+#include "spool/data_command.h"
+#include "spool/mail_from.h"
+#include "spool/rcpt_to.h"
+#include "spool/spool_files.h"
+
+#include <cstring>
+
+namespace
+{
+
+constexpr char UNRECOGNIZED[] = "Error command unrecognized";
+constexpr char REQUIRED[] = "Authentication required";
+constexpr char MAIL_HEAD[] = "MAIL FROM:";
+constexpr char RCPT_HEAD[] = "RCPT TO:";
+
+// --- Greeting
+
+void greet(ClientSession *session)
+{
+    char reply[REPLY_SIZE];
+    const int length = format_text(reply, sizeof reply, "%s[%s] %s %s, %s\r\n", "220 ",
+                                   gateway.host_name, "Quillon email-to-fax SMTP server",
+                                   PROGRAM_VERSION,
+                                   "Quillon email-to-fax SMTP service ready");
+    log_flush();
+    if (socket_send(session->socket, reply, static_cast<size_t>(length)) != length) {
+        Disconnect(session);
+        return;
+    }
+    session->state = SESSION_GREETED;
+}
+
+// --- Lines
+
+// Adds one byte to the line. True when it ended the line: CR, LF and NUL each do, so the
+// LF of a CR LF ends an empty line of its own.
+bool add_to_line(ClientSession *session, char byte)
+{
+    if (byte == '\r' || byte == '\n' || byte == '\0') {
+        session->line[session->lineLength] = '\0';
+        return true;
+    }
+    if (session->lineLength < LINE_LIMIT) {
+        session->line[session->lineLength++] = byte;
+    }
+    return false;
+}
+
+// --- HELO phase
+
+// 0 when the line is a HELO or EHLO, with `heloName` set; else -1. Cuts the line behind
+// its first word.
+int check_helo(ClientSession *session)
+{
+    char *rest = session->line;
+    const char *word = next_word(&rest);
+    if (word == nullptr ||
+        (!begins_ignoring_case(word, "helo") && !begins_ignoring_case(word, "ehlo"))) {
+        return -1;
+    }
+    const char *name = next_word(&rest);
+    copy_text(session->heloName, HELO_SIZE, name != nullptr ? name : "");
+    return 0;
+}
+
+void handle_first_line(ClientSession *session)
+{
+    if (check_helo(session) == 0) {
+        const bool named = session->heloName[0] != '\0';
+        format_text(session->replyText, REPLY_TEXT_SIZE,
+                    "Welcome [%s], pleased to meet you.",
+                    named ? session->heloName : session->peerText);
+        session->state = SESSION_COMMANDS;
+        send_reply(session, "250 ", "Welcome, pleased to meet you.");
+    } else if (equal_ignoring_case(session->line, "QUIT")) {
+        do_quit(session);
+    } else {
+        send_reply(session, "500 ", UNRECOGNIZED);
+    }
+}
+
+// One line is handled; the rest of the chunk is discarded.
+void helo_phase(ClientSession *session, const char *bytes, int count)
+{
+    for (int i = 0; i < count; i++) {
+        if (add_to_line(session, bytes[i])) {
+            session->lineLength = 0;
+            handle_first_line(session);
+            return;
+        }
+    }
+}
+
+// --- Command phase
+
+bool lacks_authentication(const ClientSession *session)
+{
+    return session->authenticated == 0 && read_setting("SMTPAUTHENTICATION", 0) != 0;
+}
+
+void mail_command(ClientSession *session)
+{
+    const bool well_formed = begins_ignoring_case(session->line, MAIL_HEAD);
+    if (well_formed && lacks_authentication(session)) {
+        log_stamped("AUTHENTICATION - MAIL FROM received without AUTHENTICATION, "
+                    "message refused");
+        send_line(session, "535 ", REQUIRED);
+        Disconnect(session);
+        return;
+    }
+    session->domainAccepted = 0;
+    if (well_formed) {
+        handle_mail_from(session);
+        return;
+    }
+    log_stamped("SMTP: [%s] Received bad MAIL FROM command", session->peerText);
+    send_directly(session, "500 ", UNRECOGNIZED);
+}
+
+void rcpt_command(ClientSession *session)
+{
+    constexpr size_t head_length = sizeof RCPT_HEAD - 1;
+    if (lacks_authentication(session)) {
+        log_stamped("AUTHENTICATION - MAIL FROM received without AUTHENTICATION, "
+                    "message refused");
+        send_directly(session, "530 ", REQUIRED);
+        return;
+    }
+    if (!begins_ignoring_case(session->line, RCPT_HEAD)) {
+        log_stamped("SMTP: 1 - [%s] Received bad RCPT TO command", session->peerText);
+        send_directly(session, "500 ", UNRECOGNIZED);
+        return;
+    }
+    if (session->line[head_length] == '\0') {
+        log_stamped("SMTP: 5 - [%s] Received bad RCPT TO command", session->peerText);
+        send_directly(session, "500 ", UNRECOGNIZED);
+        return;
+    }
+    char recipient[RECIPIENT_SIZE];
+    handle_rcpt_to(session, recipient);
+}
+
+void data_command(ClientSession *session)
+{
+    if (lacks_authentication(session)) {
+        log_stamped("AUTHENTICATION - NOT received so message refused");
+        send_reply(session, "503 ", "Transaction failed - no Authentication provided");
+        Disconnect(session);
+        return;
+    }
+    if (session->domainAccepted == 0 && read_setting("USEDOMAINS", 0) != 0) {
+        spool_file_remove(session->spoolEnvelope);
+        spool_file_remove(session->spoolTemp);
+        spool_file_remove(session->spoolText);
+        log_stamped("DOMAIN CHECKING - NO valid recipient domain identified, message "
+                    "refused");
+        refuse_no_domain(session);
+        if (session_is_open(session)) {
+            do_quit(session);
+        }
+        return;
+    }
+    handle_data(session);
+}
+
+struct Verb {
+    const char *word;
+    void (*handle)(ClientSession *session);
+};
+
+constexpr Verb VERBS[] = {
+    {"mail", mail_command}, {"rcpt", rcpt_command}, {"data", data_command},
+    {"auth", handle_auth},  {"quit", do_quit},      {"vrfy", refuse_vrfy},
+    {"noop", do_noop},      {"rset", do_rset},      {"turn", refuse_turn},
+    {"help", do_help},
+};
+
+// The verb of the line's first word, or null. A second HELO is no verb either.
+const Verb *classify_command(const ClientSession *session)
+{
+    char copy[LINE_SIZE];
+    copy_text(copy, sizeof copy, session->line);
+    char *rest = copy;
+    const char *word = next_word(&rest);
+    if (word == nullptr) {
+        return nullptr;
+    }
+    for (const Verb &verb : VERBS) {
+        if (equal_ignoring_case(word, verb.word)) {
+            return &verb;
+        }
+    }
+    return nullptr;
+}
+
+// Every line of the chunk is a command, also behind a DATA that is answered with 354:
+// the message text begins with the next chunk.
+void command_phase(ClientSession *session, const char *bytes, int count)
+{
+    for (int i = 0; i < count; i++) {
+        if (!add_to_line(session, bytes[i])) {
+            continue;
+        }
+        if (const Verb *verb = classify_command(session)) {
+            verb->handle(session);
+            if (!session_is_open(session)) {
+                return;
+            }
+        }
+        session->lineLength = 0;
+    }
+}
+
+} // namespace
+
+void handle_client_input(ClientSession *session, const char *bytes, int count)
+{
+    switch (session->state) {
+    case SESSION_NEW:
+        greet(session);
+        break;
+    case SESSION_GREETED:
+        helo_phase(session, bytes, count);
+        break;
+    case SESSION_COMMANDS:
+        command_phase(session, bytes, count);
+        break;
+    case SESSION_DATA:
+        message_receive(session, bytes, count);
+        break;
+    default:
+        break;
+    }
+}

@@ -1,0 +1,48 @@
+#include "smtp/simple_commands.h"
+
+#include "core/disconnect.h"
+#include "core/session.h"
+#include "log/activity_log.h"
+#include "smtp/replies.h"
+
+void do_quit(ClientSession *session)
+{
+    send_line(session, "221 ", "Quillon email-to-fax SMTP service closing");
+    Disconnect(session);
+}
+
+void do_noop(ClientSession *session)
+{
+    send_reply(session, "250 ", "OK");
+}
+
+void do_rset(ClientSession *session)
+{
+    session->lineLength = 0;
+    session->state = SESSION_COMMANDS;
+    send_reply(session, "250 ", "OK");
+}
+
+void do_help(ClientSession *session)
+{
+    send_reply(session, "214 ",
+               "Commands: HELO EHLO AUTH MAIL RCPT DATA RSET NOOP QUIT HELP");
+}
+
+void refuse_vrfy(ClientSession *session)
+{
+    log_stamped("SMTP: [%s] Verify from client - REFUSED", session->peerText);
+    send_reply(session, "502 ", "Sorry, VRFY command is not supported by this server");
+}
+
+void refuse_turn(ClientSession *session)
+{
+    log_stamped("SMTP: TURN command from client - REFUSED");
+    send_reply(session, "502 ", "Sorry, TURN command not supported by this server");
+}
+
+void refuse_no_domain(ClientSession *session)
+{
+    send_reply(session, "550 ",
+               "No acceptable domains in sender/recipients list, message refused");
+}
