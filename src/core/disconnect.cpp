@@ -1,0 +1,53 @@
+#include "core/disconnect.h"
+
+#include "core/gateway.h"
+#include "core/session.h"
+#include "core/sessions.h"
+#include "core/settings.h"
+#include "core/tray.h"
+#include "log/activity_log.h"
+#include "smtp/message.h"
+#include "spool/spool_files.h"
+#include "ui/status_window.h"
+
+namespace
+{
+
+void log_what_remains(const ClientSession *session)
+{
+    log_stamped("SMTP: [%s] disconnected", session->peerText);
+    if (gateway.active_count == 0) {
+        log_line("%s SMTP: [%s] All active sessions closed", log_stamp,
+                 session->peerText);
+    } else if (gateway.active_count == 1) {
+        log_line("%s SMTP: [%d] connection is still active", log_stamp,
+                 gateway.active_count);
+    } else {
+        log_line("%s SMTP: [%d] connections are still active", log_stamp,
+                 gateway.active_count);
+    }
+    log_line("<>");
+}
+
+} // namespace
+
+void Disconnect(ClientSession *session)
+{
+    if (!session_is_open(session)) {
+        return;
+    }
+    log_flush();
+    socket_close(session->socket);
+    gateway.active_count--;
+
+    message_abandon(session);
+    if (session->spoolBase[0] != '\0') {
+        spool_files_abandon(session);
+    }
+    log_what_remains(session);
+
+    gateway.connection_indicator = 0;
+    set_tray_icon(gateway.mainWindow, TRAY_CHANGE, TIP_WAITING);
+    show_activity_lights();
+    session_release(session);
+}

@@ -1,0 +1,187 @@
+#include "core/listener.h"
+
+#include "core/gateway.h"
+#include "core/sessions.h"
+#include "core/settings.h"
+#include "core/socket_window.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "ui/resource_ids.h"
+
+namespace
+{
+
+constexpr int EVENT_MASK = SOCKET_READ | SOCKET_WRITE | SOCKET_ACCEPT | SOCKET_CLOSE;
+constexpr int BACKLOG = 1;
+constexpr int BUFFER_SIZE = 1024;
+
+constexpr char LIBRARY_CAPTION[] = "Brevant SMTP server";
+constexpr char PORT_CAPTION[] = "Quillon Email-to-Fax SMTP gateway";
+constexpr char PORT_TEXT[] =
+    "The Quillon SMTP server cannot be started at this time.\r\n\r\n"
+    "It is not able to open the configured TCP port, which means\r\n"
+    "that there is probably another server already running on this\r\n"
+    "machine that uses the same port.\r\n\r\n"
+    "You can change the port used by this server from the\r\n"
+    "SMTP server tab of the Email-to-Fax menu option in the\r\n"
+    "Fax Server ";
+
+struct HostAddresses {
+    int count; // 0: the look-up has failed
+    uint32_t first;
+};
+
+bool start_library(SocketLibrary *library)
+{
+    if (sockets_start(1, 1, library) != 0) {
+        message_box(nullptr, "Error loading WINSOCK.DLL", LIBRARY_CAPTION, 0);
+        return false;
+    }
+    if (library->major != 1 || library->minor != 1) {
+        message_box(nullptr,
+                    "Incorrect version of WINSOCK.DLL - requires V1.1 or higher",
+                    LIBRARY_CAPTION, BOX_EXCLAMATION);
+        sockets_stop();
+        return false;
+    }
+    return true;
+}
+
+bool create_socket_window()
+{
+    const WindowClass window_class = {SOCKET_WINDOW_CLASS, socket_window_proc, ICON_TRAY};
+    if (!class_register(window_class)) {
+        sockets_stop();
+        return false;
+    }
+    gateway.socketWindow =
+        window_create(SOCKET_WINDOW_CLASS, "", {0, 0, 0, 0}, gateway.mainWindow);
+    if (gateway.socketWindow == nullptr) {
+        class_unregister(SOCKET_WINDOW_CLASS);
+        sockets_stop();
+        return false;
+    }
+    return true;
+}
+
+HostAddresses learn_host()
+{
+    if (host_name_of_machine(gateway.host_name, HOST_NAME_SIZE) != 0) {
+        copy_text(gateway.host_name, HOST_NAME_SIZE, "localhost");
+    }
+    HostAddresses host{0, ADDRESS_NONE};
+    host.count = host_look_up(gateway.host_name, gateway.host_name, HOST_NAME_SIZE,
+                              &host.first);
+    return host;
+}
+
+// Everything made so far is undone; the window's end closes the socket with it.
+int give_up()
+{
+    window_destroy(gateway.socketWindow);
+    gateway.socketWindow = nullptr;
+    class_unregister(SOCKET_WINDOW_CLASS);
+    return -1;
+}
+
+// One address: kept in its normal form and shown in the status line.
+uint32_t listen_on(uint32_t address, char *selected, const char *status_format)
+{
+    address_to_text(address, selected, ADDRESS_TEXT_SIZE);
+    format_text(gateway.status_text, STATUS_TEXT_SIZE, "%s [%s], port [%d]",
+                status_format, selected, gateway.listen_port);
+    return address;
+}
+
+// The address to listen on; the first rule that matches wins.
+uint32_t choose_address(const HostAddresses &host, char *selected)
+{
+    constexpr char PLAIN[] = "Listening on";
+    constexpr char HOSTS_OWN[] = "Server is listening on";
+
+    if (gateway.bind_mode == 0) {
+        copy_text(selected, ADDRESS_TEXT_SIZE, "ALL ADDRESSES");
+        format_text(gateway.status_text, STATUS_TEXT_SIZE,
+                    "Listening on [ALL ADDRESSES], port [%d]", gateway.listen_port);
+        return ADDRESS_ANY;
+    }
+    if (read_setting_of("TCPIP", "USESAMEIPADDRESS", 0) != 0) {
+        read_setting_text("IPADDR", "127.0.0.1", selected, ADDRESS_TEXT_SIZE);
+        return listen_on(address_from_text(selected), selected, PLAIN);
+    }
+    if (host.count == 0) {
+        return listen_on(address_from_text("127.0.0.1"), selected, PLAIN);
+    }
+    if (host.count == 1 && !equal_ignoring_case(selected, "127.0.0.1")) {
+        return listen_on(host.first, selected, HOSTS_OWN);
+    }
+    if (selected[0] != '\0') {
+        return listen_on(address_from_text(selected), selected, PLAIN);
+    }
+    return ADDRESS_ANY; // several addresses and none chosen
+}
+
+} // namespace
+
+void set_socket_buffers(Socket socket)
+{
+    char stamp[STAMP_SIZE];
+    log_timestamp(stamp);
+    if (!socket_set_receive_buffer(socket, BUFFER_SIZE)) {
+        log_line("%s KORD: socket receive buffer setting failed", stamp);
+    }
+    if (!socket_set_send_buffer(socket, BUFFER_SIZE)) {
+        log_line("%s KORD: socket send buffer setting failed", stamp);
+    }
+}
+
+int start_listener(char *address)
+{
+    SocketLibrary library;
+    if (!start_library(&library)) {
+        return -1;
+    }
+    log_line("%s", "");
+    log_line("%s", "");
+    log_stamped("SMTP: Server operations started...");
+    log_line("%s SMTP: %s", log_stamp, library.description);
+
+    if (!create_socket_window()) {
+        return -1;
+    }
+    const HostAddresses host = learn_host();
+
+    gateway.listener = socket_create();
+    if (gateway.listener == NO_SOCKET) {
+        give_up();
+        log_stamped("SMTP: Aborting, unable to create socket");
+        return -1;
+    }
+    set_socket_buffers(gateway.listener);
+    if (!socket_register(gateway.listener, gateway.socketWindow, SOCKET_EVENT,
+                         EVENT_MASK)) {
+        give_up();
+        log_stamped("SMTP: Error - WSAAsyncSelect failed");
+        return -1;
+    }
+
+    gateway.bind_mode = read_setting("bind", 1);
+    const uint32_t local = choose_address(host, address);
+    if (!socket_bind(gateway.listener, local,
+                     static_cast<uint16_t>(gateway.listen_port))) {
+        give_up();
+        log_stamped("SMTP: Error - Unable to create named socket");
+        log_flush();
+        message_box(nullptr, PORT_TEXT, PORT_CAPTION, BOX_EXCLAMATION | BOX_SYSTEM_MODAL);
+        return -1;
+    }
+    if (!socket_listen(gateway.listener, BACKLOG)) {
+        const int error = socket_last_error();
+        give_up();
+        log_stamped("SMTP: Error - cant listen");
+        log_line("TCP ERROR = %d", error);
+        return -1;
+    }
+    sessions_init();
+    return 0;
+}

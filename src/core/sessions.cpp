@@ -1,0 +1,139 @@
+#include "core/sessions.h"
+
+#include "core/session.h"
+
+#include "platform/clock.h"
+
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+namespace
+{
+
+struct RecordList {
+    ClientSession *head, *tail;
+};
+
+RecordList active;
+RecordList spare;
+
+// Active records by socket number; sockets are small numbers here.
+std::vector<ClientSession *> by_socket;
+
+void append(RecordList &list, ClientSession *session, SessionList name)
+{
+    session->list = name;
+    session->next = nullptr;
+    session->prev = list.tail;
+    (list.tail != nullptr ? list.tail->next : list.head) = session;
+    list.tail = session;
+}
+
+void unlink(RecordList &list, ClientSession *session)
+{
+    (session->prev != nullptr ? session->prev->next : list.head) = session->next;
+    (session->next != nullptr ? session->next->prev : list.tail) = session->prev;
+    session->next = session->prev = nullptr;
+    session->list = ON_NO_LIST;
+}
+
+void free_list(RecordList &list)
+{
+    while (list.head != nullptr) {
+        ClientSession *session = list.head;
+        unlink(list, session);
+        free(session);
+    }
+}
+
+// A number stands for the record that got it last.
+void forget_socket(const ClientSession *session)
+{
+    const auto number = static_cast<size_t>(session->socket);
+    if (number < by_socket.size() && by_socket[number] == session) {
+        by_socket[number] = nullptr;
+    }
+}
+
+} // namespace
+
+void sessions_init()
+{
+    active = {};
+    spare = {};
+    by_socket.clear();
+}
+
+ClientSession *session_alloc()
+{
+    ClientSession *session = spare.head;
+    if (session != nullptr) {
+        unlink(spare, session);
+    } else {
+        session = static_cast<ClientSession *>(calloc(1, sizeof(ClientSession)));
+        if (session == nullptr) {
+            return nullptr;
+        }
+    }
+    session->socket = NO_SOCKET;
+    session->state = SESSION_NEW;
+    session->messageFile = NO_FILE;
+    session->lineLength = 0;
+    session->lastActivity = tick_count();
+    session->spoolBase[0] = '\0';
+    session->replyText[0] = '\0';
+    session->senderIsLocal = 0;
+    session->authenticated = 0;
+    session->domainAccepted = 0;
+    session->storeFailed = 0;
+    append(active, session, ON_ACTIVE_LIST);
+    return session;
+}
+
+void session_set_socket(ClientSession *session, Socket socket)
+{
+    session->socket = socket;
+    const auto number = static_cast<size_t>(socket);
+    if (number >= by_socket.size()) {
+        by_socket.resize(number + 64);
+    }
+    by_socket[number] = session;
+}
+
+void session_release(ClientSession *session)
+{
+    if (session->list != ON_ACTIVE_LIST) {
+        return;
+    }
+    forget_socket(session);
+    unlink(active, session);
+    append(spare, session, ON_SPARE_LIST);
+}
+
+ClientSession *session_find(Socket socket)
+{
+    const auto number = static_cast<size_t>(socket);
+    return number < by_socket.size() ? by_socket[number] : nullptr;
+}
+
+ClientSession *session_next(const ClientSession *session)
+{
+    return session == nullptr ? active.head : session->next;
+}
+
+void sessions_free_all()
+{
+    for (ClientSession *session = active.head; session != nullptr;
+         session = session->next) {
+        socket_close(session->socket);
+    }
+    free_list(active);
+    free_list(spare);
+    by_socket.clear();
+}
+
+bool session_is_open(const ClientSession *session)
+{
+    return session->list == ON_ACTIVE_LIST;
+}

@@ -1,0 +1,28 @@
+#include "core/shutdown.h"
+
+#include "core/gateway.h"
+#include "core/listener.h"
+#include "core/sessions.h"
+#include "log/activity_log.h"
+
+void close_down()
+{
+    log_stamped("SMTP: Server is being closed down");
+    log_flush();
+    // No line for each connection, and unfinished spool files stay: the next start of the
+    // fax server finds them as they are.
+    sessions_free_all();
+    window_destroy(gateway.socketWindow); // closes the listening socket
+    gateway.socketWindow = nullptr;
+    class_unregister(SOCKET_WINDOW_CLASS);
+}
+
+void stop_serving()
+{
+    if (gateway.timer != 0) {
+        timer_stop(gateway.timer);
+        gateway.timer = 0;
+    }
+    close_down();
+    sockets_stop();
+}

@@ -1,0 +1,186 @@
+#include "core/socket_window.h"
+
+#include "admission/accepted_addresses.h"
+#include "admission/banned_addresses.h"
+#include "core/disconnect.h"
+#include "core/gateway.h"
+#include "core/session.h"
+#include "core/sessions.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "core/tray.h"
+#include "log/activity_log.h"
+#include "smtp/engine.h"
+#include "smtp/message.h"
+#include "ui/status_window.h"
+
+#include <algorithm>
+
+namespace
+{
+
+// A receive may bring many chunks at once; the engine gets them one by one.
+constexpr int CHUNK_SIZE = 1023;
+constexpr int CHUNKS_PER_RECEIVE = 64;
+
+char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
+
+constexpr char NOT_VALID[] = "Connection not recognized as a valid sender, connection has "
+                             "been terminated by this SMTP server";
+constexpr char UNWANTED[] = "Connection recognized as an unwanted spam or similar "
+                            "sender, connection terminated by this SMTP server";
+
+void count_connection(ClientSession *session)
+{
+    log_stamped("SMTP: [%s] Connected", session->peerText);
+    gateway.connection_indicator = 1;
+    set_tray_icon(gateway.mainWindow, TRAY_CHANGE, TIP_ACTIVE);
+    show_activity_lights();
+
+    gateway.active_count++;
+    if (gateway.active_count == 1) {
+        log_stamped("SMTP: [%d] connection active", gateway.active_count);
+    } else {
+        log_stamped("SMTP: [%d] connections active", gateway.active_count);
+    }
+    log_stamped("SMTP: Connection attempt received from [%s]...", session->peerText);
+}
+
+// The code text ends in a blank and the format has another: two on the wire.
+void refuse(ClientSession *session, const char *reason)
+{
+    char reply[256];
+    const int length = format_text(reply, sizeof reply, "%s %s\r\n", "503 ", reason);
+    log_flush();
+    socket_send(session->socket, reply, static_cast<size_t>(length));
+    Disconnect(session);
+}
+
+bool is_accepted(ClientSession *session)
+{
+    if (read_setting("ACCEPTVALIDADDRESSONLY", 0) == 0) {
+        log_stamped("SMTP: Unvalidated connection from [%s] accepted...",
+                    session->peerText);
+        return true;
+    }
+    if (validate_ip_address(session->peerText) != 0) {
+        return true;
+    }
+    log_stamped("SMTP: [%s] This IP address NOT identified in the valid IP ranges file...",
+                session->peerText);
+    log_stamped("SMTP: Mail REFUSED from unvalidated address of [%s]...",
+                session->peerText);
+    refuse(session, NOT_VALID);
+    return false;
+}
+
+bool is_banned(ClientSession *session)
+{
+    if (read_setting("SMTPIPBLOCK", 0) == 0 ||
+        is_banned_ip_address(session->peerText) != 1) {
+        return false;
+    }
+    log_stamped("SMTP: [%s] Senders IP address identified on banned list...",
+                session->peerText);
+    log_stamped("SMTP: Connection broken by invalidated IP identification...");
+    refuse(session, UNWANTED);
+    return true;
+}
+
+void accept_client(Socket listener)
+{
+    ClientSession *session = session_alloc();
+    if (session == nullptr) {
+        log_stamped("SMTP: Out of memory");
+        return;
+    }
+    const Socket socket =
+        socket_accept(listener, session->peerText, sizeof session->peerText);
+    if (socket == NO_SOCKET) {
+        session->peerText[0] = '\0'; // nobody's address, rather than the last client's
+        log_stamped("SMTP: [%s] - Connection broken...", session->peerText);
+        session_release(session);
+        return;
+    }
+    session_set_socket(session, socket);
+    count_connection(session);
+    if (is_accepted(session) && !is_banned(session)) {
+        handle_client_input(session, nullptr, 0);
+    }
+}
+
+// Hands received bytes on in chunks, as long as the connection lasts.
+void hand_on(ClientSession *session, int count)
+{
+    for (int at = 0; at < count && session_is_open(session); at += CHUNK_SIZE) {
+        handle_client_input(session, received + at, std::min(CHUNK_SIZE, count - at));
+    }
+    if (session_is_open(session)) {
+        message_write_gathered(session);
+    }
+}
+
+void read_from_client(Socket socket)
+{
+    ClientSession *session = session_find(socket);
+    if (session == nullptr) {
+        return;
+    }
+    const int count = socket_receive(socket, received, sizeof received);
+    if (count > 0) {
+        hand_on(session, count);
+    } else if (count != SOCKET_WOULD_BLOCK) {
+        Disconnect(session);
+    }
+}
+
+void client_has_closed(Socket socket)
+{
+    ClientSession *session = session_find(socket);
+    if (session == nullptr) {
+        return;
+    }
+    int count = 0;
+    while (session_is_open(session) &&
+           (count = socket_receive(socket, received, sizeof received)) > 0) {
+        hand_on(session, count);
+    }
+    Disconnect(session);
+}
+
+void socket_event(Socket socket, int event)
+{
+    switch (event) {
+    case SOCKET_ACCEPT:
+        accept_client(socket);
+        break;
+    case SOCKET_READ:
+        read_from_client(socket);
+        break;
+    case SOCKET_CLOSE:
+        client_has_closed(socket);
+        break;
+    default:
+        break;
+    }
+    log_flush();
+}
+
+} // namespace
+
+Param socket_window_proc(Window *window, unsigned message, Param first, Param second)
+{
+    if (message == MESSAGE_DESTROY) {
+        socket_close(gateway.listener);
+        gateway.listener = NO_SOCKET;
+        sockets_stop();
+        return 1;
+    }
+    const int event = static_cast<int>(second & 0xFFFF);
+    if (message == SOCKET_EVENT &&
+        (event == SOCKET_ACCEPT || event == SOCKET_READ || event == SOCKET_CLOSE)) {
+        socket_event(static_cast<Socket>(first), event);
+        return 0;
+    }
+    return default_window_procedure(window, message, first, second);
+}

@@ -1,0 +1,138 @@
+#include "core/startup.h"
+
+#include "admission/accepted_addresses.h"
+#include "core/gateway.h"
+#include "core/listener.h"
+#include "core/main_window.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "core/tray.h"
+#include "log/activity_log.h"
+#include "ui/resource_ids.h"
+#include "ui/resources.h"
+#include "ui/status_window.h"
+
+GatewaySettings gateway;
+
+namespace
+{
+
+constexpr char MAIN_WINDOW_CLASS[] = "QLNSMTPSERVER";
+constexpr int TIMER_PERIOD = 1000; // milliseconds
+constexpr int PORT_TEXT_SIZE = 256;
+
+void read_start_settings()
+{
+    gateway.inactivity_timeout = read_setting("SmtpTimeout", 0);
+    gateway.socket_timeout = read_setting("SocketTimeout", 60);
+
+    char port[PORT_TEXT_SIZE];
+    read_setting_text("port", "25", port, sizeof port);
+    gateway.listen_port = text_to_number(port);
+    gateway.shown_port = gateway.listen_port;
+}
+
+bool create_main_window()
+{
+    if (!class_register({MAIN_WINDOW_CLASS, main_window_proc, ICON_TRAY})) {
+        message_box(nullptr, "Cannot register main window class", nullptr, 0);
+        return false;
+    }
+    const int width = screen_width() / 4;
+    const int height = screen_height() / 4;
+    gateway.mainWindow =
+        window_create(MAIN_WINDOW_CLASS, "Quillon email-to-fax SMTP Server",
+                      {width, height, width + width, height + height}, nullptr);
+    if (gateway.mainWindow == nullptr) {
+        message_box(nullptr, "Cannot create main window", nullptr, 0);
+        return false;
+    }
+    return true;
+}
+
+void read_chosen_address()
+{
+    read_setting_text("IPADDR", "", gateway.selected_address, ADDRESS_TEXT_SIZE);
+    if (read_setting("USESAMEIPADDRESS", 0) != 0) {
+        write_setting("IPADDR", gateway.selected_address);
+    }
+}
+
+void start_timer()
+{
+    if (gateway.inactivity_timeout == 0 && gateway.socket_timeout == 0) {
+        return;
+    }
+    gateway.timer = timer_start(gateway.mainWindow, TIMER_PERIOD);
+    if (gateway.timer == 0) {
+        log_stamped("SMTP: Could not get timer - no inactivity timeout");
+        return;
+    }
+    if (gateway.inactivity_timeout != 0) {
+        log_stamped("SMTP: Inactivity timeout set to %d seconds",
+                    gateway.inactivity_timeout);
+    }
+    if (gateway.socket_timeout != 0) {
+        log_stamped("SMTP: Socket timeout set to %d seconds", gateway.socket_timeout);
+    }
+}
+
+bool start()
+{
+    cursor_show_waiting(true);
+    gateway.active_count = 0;
+    gateway.listener = NO_SOCKET;
+
+    settings_locate();
+    settings_flush();
+    write_setting("VERSION", PROGRAM_VERSION);
+    write_setting("BUILDDATE", PROGRAM_BUILD_DATE);
+    read_start_settings();
+
+    if (!create_main_window()) {
+        return false;
+    }
+    set_tray_icon(gateway.mainWindow, TRAY_ADD, TIP_START);
+    gateway.statusWindow =
+        dialog_create(status_dialog, gateway.mainWindow, status_dialog_proc);
+    write_setting_number("HWND", window_number(gateway.statusWindow));
+
+    read_chosen_address();
+    if (start_listener(gateway.selected_address) != 0) {
+        window_destroy(gateway.mainWindow);
+        return false;
+    }
+    log_stamped("SMTP: Quillon email-to-fax SMTP mail server v%s...", PROGRAM_VERSION);
+    log_line("%s SMTP: Waiting for connection on port %d...", log_stamp,
+             gateway.listen_port);
+    start_timer();
+    log_flush();
+    close_requests_go_to(gateway.mainWindow);
+    cursor_show_waiting(false);
+    return true;
+}
+
+int serve()
+{
+    Message message;
+    while (next_message(&message)) {
+        dispatch_message(message);
+    }
+    return static_cast<int>(message.first);
+}
+
+} // namespace
+
+int run_server()
+{
+    if (!start()) {
+        log_flush();
+        return 1;
+    }
+    const int code = serve();
+    accepted_addresses_free();
+    set_tray_icon(nullptr, TRAY_REMOVE, "");
+    sockets_stop();
+    log_flush();
+    return code;
+}

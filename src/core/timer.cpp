@@ -1,0 +1,171 @@
+#include "core/timer.h"
+
+#include "core/disconnect.h"
+#include "core/gateway.h"
+#include "core/session.h"
+#include "core/sessions.h"
+#include "core/settings.h"
+#include "core/text.h"
+#include "log/activity_log.h"
+#include "platform/clock.h"
+#include "smtp/message.h"
+#include "spool/spool_files.h"
+#include "ui/status_window.h"
+
+#include <cstring>
+
+namespace
+{
+
+constexpr int TICKS_BETWEEN_SWEEPS = 5;
+constexpr int NUMBER_TEXT_SIZE = 128;
+constexpr int TITLE_SIZE = 256;
+
+bool first_tick = true;
+int32_t sweep_counter;
+
+bool bind_has_changed()
+{
+    return first_tick || read_setting("bind", 1) != gateway.bind_mode;
+}
+
+void form_status_text()
+{
+    if (gateway.bind_mode != 0) {
+        format_text(gateway.status_text, STATUS_TEXT_SIZE, "Listening on [%s], port [%d]",
+                    gateway.selected_address, gateway.shown_port);
+    } else {
+        format_text(gateway.status_text, STATUS_TEXT_SIZE,
+                    "Listening on [ALL IP ADDRESSES], port [%d]", gateway.shown_port);
+    }
+}
+
+void refresh_title()
+{
+    if (!bind_has_changed()) {
+        return;
+    }
+    gateway.bind_mode = read_setting("bind", 1);
+    gateway.shown_port = read_setting("port", 25);
+    form_status_text();
+    if (gateway.statusWindow == nullptr) {
+        return;
+    }
+
+    char title[TITLE_SIZE];
+    char present[TITLE_SIZE];
+    if (gateway.bind_mode != 0) {
+        format_text(title, sizeof title,
+                    " Quillon email-to-fax SMTP server [%s] on port [%d]",
+                    gateway.selected_address, gateway.shown_port);
+    } else {
+        format_text(title, sizeof title,
+                    " Quillon email-to-fax SMTP server [ALL IP ADDRESSES] on port [%d]",
+                    gateway.shown_port);
+    }
+    window_text(gateway.statusWindow, present, sizeof present);
+    if (strcmp(title, present) != 0) {
+        window_set_text(gateway.statusWindow, title);
+    }
+}
+
+// The title's refresh has just brought the mode up to date, so that this is reported at
+// the first tick only.
+void report_listening()
+{
+    if (!bind_has_changed()) {
+        return;
+    }
+    gateway.bind_mode = read_setting("bind", 1);
+    if (gateway.bind_mode != 0) {
+        if (gateway.selected_address[0] == '\0') {
+            read_setting_text("IPADDR", "127.0.0.1", gateway.selected_address,
+                              ADDRESS_TEXT_SIZE);
+        }
+        log_stamped("SMTP: Server is listening on single selected IP address of %s on "
+                    "port [%d]..",
+                    gateway.selected_address, gateway.shown_port);
+    } else {
+        log_stamped("SMTP: Server is listening on ALL available IP address(s) on port "
+                    "[%d]..",
+                    gateway.shown_port);
+    }
+    window_repaint(gateway.statusWindow);
+    form_status_text();
+}
+
+bool has_expired(const ClientSession *session)
+{
+    if (session->lastActivity == 0) {
+        return false;
+    }
+    // Signed, so that the tick count's wrap does no harm.
+    const auto idle = static_cast<int32_t>(tick_count() - session->lastActivity);
+    return idle / 1000 > gateway.socket_timeout;
+}
+
+void sweep()
+{
+    ClientSession *following = nullptr;
+    for (ClientSession *session = session_next(nullptr); session != nullptr;
+         session = following) {
+        following = session_next(session);
+        if (!has_expired(session)) {
+            continue;
+        }
+        log_stamped("SMTP: [%s] Socket timeout expired - closing socket",
+                    session->peerText);
+        message_abandon(session);
+        spool_file_remove(session->spoolTemp);
+        spool_file_remove(session->spoolText);
+        spool_file_remove(session->spoolEnvelope);
+        Disconnect(session);
+    }
+}
+
+int read_number(const char *key, const char *missing)
+{
+    char text[NUMBER_TEXT_SIZE];
+    read_setting_text(key, missing, text, sizeof text);
+    return text_to_number(text);
+}
+
+void read_settings_again()
+{
+    settings_flush();
+    log_timestamp(log_stamp);
+
+    // The listening socket stays: a new port counts in texts now, and at the next start.
+    const int port = read_number("port", "25");
+    if (port != gateway.shown_port) {
+        gateway.shown_port = port;
+        log_line("%s SMTP: SMTP connections port RESET to Port %d ", log_stamp, port);
+    }
+    const int timeout = read_number("SocketTimeout", "60");
+    if (timeout != gateway.socket_timeout) {
+        gateway.socket_timeout = timeout;
+        log_line("%s SMTP: Socket timeout RESET to %d second", log_stamp, timeout);
+    }
+}
+
+} // namespace
+
+void timer_tick()
+{
+    if (status_window_shown == 1) {
+        update_clock_text(gateway.statusWindow);
+    }
+    refresh_title();
+    report_listening();
+    first_tick = false;
+
+    if (gateway.socket_timeout == 0) {
+        return;
+    }
+    if (++sweep_counter <= TICKS_BETWEEN_SWEEPS) {
+        return;
+    }
+    sweep();
+    read_settings_again();
+    sweep_counter = 0;
+}

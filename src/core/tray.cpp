@@ -1,0 +1,14 @@
+#include "core/tray.h"
+
+#include "core/main_window.h"
+#include "core/text.h"
+#include "ui/resource_ids.h"
+
+bool set_tray_icon(Window *window, TrayOperation operation, const char *tip)
+{
+    constexpr int ICON_IDENTIFIER = 1024;
+
+    TrayIcon icon{window, ICON_IDENTIFIER, TRAY_CALLBACK, ICON_TRAY, ""};
+    copy_text(icon.tip, sizeof icon.tip, tip);
+    return tray_icon(operation, icon);
+}
