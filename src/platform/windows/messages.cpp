@@ -98,7 +98,14 @@ bool next_message(Message *message)
             *message = {nullptr, MESSAGE_EMPTY, quit_code, 0};
             return false;
         }
-        if (events_next(message) || next_timer(message)) {
+        if (events_next(message)) {
+            return true;
+        }
+        // A signal has been fetched and posted something.
+        if (!posted.empty()) {
+            continue;
+        }
+        if (next_timer(message)) {
             return true;
         }
         display_wait(wait_until_timer());
