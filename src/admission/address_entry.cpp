@@ -1,0 +1,374 @@
+// What one line of an address list means.
+#include "admission/address_entry.h"
+
+#include <cstdlib>
+
+namespace
+{
+
+using Fields = std::array<std::string_view, 4>;
+
+constexpr size_t FIELD_LIMIT = 3; // characters of an octet
+constexpr int HIGHEST_OCTET = 255;
+
+// Sets of positions, a bit for each octet.
+constexpr unsigned FIRST = 1, SECOND = 2, THIRD = 4, FOURTH = 8;
+constexpr unsigned ALL = FIRST | SECOND | THIRD | FOURTH;
+
+constexpr unsigned position(size_t octet)
+{
+    return 1U << octet;
+}
+
+constexpr bool contains(std::string_view text, char c)
+{
+    return text.find(c) != std::string_view::npos;
+}
+
+// The texts before the first, second and third `.`, and all that follows. False when a
+// `.` is missing or nothing follows the third.
+bool split_address(std::string_view text, Fields *fields)
+{
+    for (size_t i = 0; i < 3; i++) {
+        size_t dot = text.find('.');
+        if (dot == std::string_view::npos)
+            return false;
+        (*fields)[i] = text.substr(0, dot);
+        text.remove_prefix(dot + 1);
+    }
+    (*fields)[3] = text;
+    return !text.empty();
+}
+
+std::string_view without_blanks(std::string_view text)
+{
+    while (!text.empty() && text.front() == ' ')
+        text.remove_prefix(1);
+    while (!text.empty() && text.back() == ' ')
+        text.remove_suffix(1);
+    return text;
+}
+
+bool any_too_long(const Fields &fields)
+{
+    for (std::string_view field : fields)
+        if (field.size() > FIELD_LIMIT)
+            return true;
+    return false;
+}
+
+unsigned asterisks(const Fields &fields)
+{
+    unsigned positions = 0;
+    for (size_t i = 0; i < 4; i++)
+        if (fields[i] == "*")
+            positions |= position(i);
+    return positions;
+}
+
+// The number of a field that is written as in a client's address, or -1.
+int octet_as_written(std::string_view field)
+{
+    if (field.empty() || field.size() > FIELD_LIMIT)
+        return -1;
+    if (field[0] == '0' && field.size() > 1)
+        return -1;
+
+    int number = 0;
+    for (char c : field) {
+        if (c < '0' || c > '9')
+            return -1;
+        number = number * 10 + (c - '0');
+    }
+    return number <= HIGHEST_OCTET ? number : -1;
+}
+
+// The number that a field (3 characters at most) reads as, from -99 to 999.
+int octet_number(std::string_view field)
+{
+    int number = octet_as_written(field);
+    if (number >= 0)
+        return number;
+
+    char text[FIELD_LIMIT + 1] = {};
+    field.copy(text, FIELD_LIMIT);
+    return std::atoi(text);
+}
+
+// Bounds as they are written, which may lie beyond what an octet can be. Positions
+// that are not bounded are open.
+struct Bounds {
+    std::array<int, 4> low = {0, 0, 0, 0};
+    std::array<int, 4> high = {HIGHEST_OCTET, HIGHEST_OCTET, HIGHEST_OCTET,
+                               HIGHEST_OCTET};
+};
+
+void set_box(AddressEntry *entry, const Bounds &bounds)
+{
+    for (size_t i = 0; i < 4; i++) {
+        int low = bounds.low[i] > 0 ? bounds.low[i] : 0;
+        int high = bounds.high[i] < HIGHEST_OCTET ? bounds.high[i] : HIGHEST_OCTET;
+        if (low > high) {
+            entry->trouble = TROUBLE_EMPTY_BOX;
+            return;
+        }
+        entry->box.low[i] = static_cast<uint8_t>(low);
+        entry->box.high[i] = static_cast<uint8_t>(high);
+    }
+}
+
+// Equal as a whole text.
+void read_full(AddressEntry *entry, std::string_view text)
+{
+    Octets address;
+    if (read_address(text, &address))
+        entry->box = {address, address};
+    else
+        entry->trouble = TROUBLE_NOT_AN_ADDRESS;
+}
+
+// --- Ranges
+
+// Cuts a range into its octets. The fourth lower one ends at the first `-` behind its
+// `.`; the upper address and that octet lose the blanks around them. False when the
+// entry has a trouble.
+bool split_range(AddressEntry *entry, std::string_view text, Fields *lower, Fields *upper)
+{
+    entry->trouble = TROUBLE_MALFORMED;
+    if (!split_address(text, lower))
+        return false;
+
+    std::string_view &fourth = (*lower)[3];
+    size_t dash = fourth.find('-');
+    if (dash == std::string_view::npos)
+        return false;
+
+    entry->tail = without_blanks(fourth.substr(dash + 1));
+    fourth = fourth.substr(0, dash);
+    entry->head =
+        text.substr(0, static_cast<size_t>(fourth.data() - text.data()) + dash + 1);
+    if (!split_address(entry->tail, upper))
+        return false;
+
+    entry->trouble = TROUBLE_LONG_OCTET;
+    if (any_too_long(*lower) || any_too_long(*upper))
+        return false;
+
+    fourth = without_blanks(fourth);
+    entry->trouble = TROUBLE_NONE;
+    return true;
+}
+
+void bound_below(Bounds *bounds, const Fields &lower, unsigned positions)
+{
+    for (size_t i = 0; i < 4; i++)
+        if (positions & position(i))
+            bounds->low[i] = octet_number(lower[i]);
+}
+
+void bound_above(Bounds *bounds, const Fields &upper, unsigned positions)
+{
+    for (size_t i = 0; i < 4; i++)
+        if (positions & position(i))
+            bounds->high[i] = octet_number(upper[i]);
+}
+
+void read_range(AddressEntry *entry, std::string_view text)
+{
+    Fields lower, upper;
+    if (!split_range(entry, text, &lower, &upper))
+        return;
+
+    Bounds bounds;
+    bound_below(&bounds, lower, ALL);
+    bound_above(&bounds, upper, ALL);
+    set_box(entry, bounds);
+}
+
+// The octets that a wildcard range compares: with other asterisks it compares none at
+// all on that side, and so lets everybody pass there.
+unsigned compared_beside(unsigned asterisk_positions)
+{
+    switch (asterisk_positions) {
+    case THIRD:
+    case FOURTH:
+    case THIRD | FOURTH:
+        return ALL & ~asterisk_positions;
+    default:
+        return 0;
+    }
+}
+
+void read_wildcard_range(AddressEntry *entry, std::string_view text)
+{
+    Fields lower, upper;
+    if (!split_range(entry, text, &lower, &upper))
+        return;
+
+    unsigned below = asterisks(lower);
+    unsigned either = below | asterisks(upper);
+
+    Bounds bounds;
+    bound_below(&bounds, lower, compared_beside(below));
+    bound_above(&bounds, upper, compared_beside(either));
+    set_box(entry, bounds);
+}
+
+// --- Wildcards
+
+bool split_wildcard(AddressEntry *entry, std::string_view text, Fields *fields)
+{
+    if (!split_address(text, fields))
+        entry->trouble = TROUBLE_MALFORMED;
+    else if (any_too_long(*fields))
+        entry->trouble = TROUBLE_LONG_OCTET;
+    else if (asterisks(*fields) == 0)
+        entry->trouble = TROUBLE_NO_ASTERISK;
+    return entry->trouble == TROUBLE_NONE;
+}
+
+// The sets of asterisks that the accepted list knows. Others match nobody.
+bool goes_together(unsigned asterisk_positions)
+{
+    switch (asterisk_positions) {
+    case ALL:
+    case FIRST:
+    case SECOND:
+    case THIRD:
+    case FOURTH:
+    case FIRST | SECOND:
+    case FIRST | SECOND | THIRD:
+    case THIRD | FOURTH:
+    case SECOND | THIRD | FOURTH:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Accepted list: the octets beside the asterisks are compared as numbers.
+void read_accepted_wildcard(AddressEntry *entry, std::string_view text)
+{
+    Fields fields;
+    if (!split_wildcard(entry, text, &fields))
+        return;
+
+    unsigned open = asterisks(fields);
+    if (!goes_together(open)) {
+        entry->trouble = TROUBLE_POSITIONS;
+        return;
+    }
+
+    Bounds bounds;
+    bound_below(&bounds, fields, ALL & ~open);
+    bound_above(&bounds, fields, ALL & ~open);
+    set_box(entry, bounds);
+}
+
+// Banned list: only the first asterisk is one, and the other octets are compared as
+// texts.
+void read_banned_wildcard(AddressEntry *entry, std::string_view text)
+{
+    Fields fields;
+    if (!split_wildcard(entry, text, &fields))
+        return;
+
+    Bounds bounds;
+    bool open_found = false;
+    for (size_t i = 0; i < 4; i++) {
+        if (fields[i] == "*" && !open_found) {
+            open_found = true;
+            continue;
+        }
+        int number = octet_as_written(fields[i]);
+        if (number < 0) {
+            entry->trouble = TROUBLE_OTHER_OCTETS;
+            return;
+        }
+        bounds.low[i] = bounds.high[i] = number;
+    }
+    set_box(entry, bounds);
+}
+
+AddressEntry entry_of(const ListLine &line, EntryKind kind)
+{
+    AddressEntry entry = {};
+    entry.kind = kind;
+    entry.trouble = line.tooLong ? TROUBLE_LONG_LINE : TROUBLE_NONE;
+    entry.head = line.text;
+    return entry;
+}
+
+} // namespace
+
+bool read_address(std::string_view text, Octets *address)
+{
+    Fields fields;
+    if (!split_address(text, &fields))
+        return false;
+
+    for (size_t i = 0; i < 4; i++) {
+        int number = octet_as_written(fields[i]);
+        if (number < 0)
+            return false;
+        (*address)[i] = static_cast<uint8_t>(number);
+    }
+    return true;
+}
+
+AddressEntry read_accepted_entry(const ListLine &line)
+{
+    bool asterisk = contains(line.text, '*');
+    bool dash = contains(line.text, '-');
+
+    AddressEntry entry =
+        entry_of(line, asterisk ? (dash ? ENTRY_WILDCARD_RANGE : ENTRY_WILDCARD)
+                                : (dash ? ENTRY_RANGE : ENTRY_FULL));
+    if (line.tooLong)
+        return entry;
+
+    switch (entry.kind) {
+    case ENTRY_FULL:
+        read_full(&entry, line.text);
+        break;
+    case ENTRY_RANGE:
+        read_range(&entry, line.text);
+        break;
+    case ENTRY_WILDCARD:
+        read_accepted_wildcard(&entry, line.text);
+        break;
+    case ENTRY_WILDCARD_RANGE:
+        read_wildcard_range(&entry, line.text);
+        break;
+    }
+    return entry;
+}
+
+AddressEntry read_banned_entry(const ListLine &line)
+{
+    AddressEntry entry = entry_of(line, contains(line.text, '*')   ? ENTRY_WILDCARD
+                                        : contains(line.text, '-') ? ENTRY_RANGE
+                                                                   : ENTRY_FULL);
+    if (line.tooLong)
+        return entry;
+
+    switch (entry.kind) {
+    case ENTRY_FULL:
+        read_full(&entry, line.text);
+        break;
+    case ENTRY_RANGE:
+        read_range(&entry, line.text);
+        break;
+    default:
+        read_banned_wildcard(&entry, line.text);
+        break;
+    }
+    return entry;
+}
+
+void entry_text(const AddressEntry &entry, char (&text)[ENTRY_TEXT_SIZE])
+{
+    size_t length = entry.head.copy(text, LIST_LINE_LIMIT);
+    length += entry.tail.copy(text + length, LIST_LINE_LIMIT - length);
+    text[length] = '\0';
+}

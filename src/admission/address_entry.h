@@ -1,0 +1,68 @@
+// What one line of an address list means.
+//
+// Every entry, however it is written, comes down to a box: a lowest and a highest
+// number for each of the four octets. A client is meant when every octet of its
+// address lies between the two.
+//
+// A client's address is always the text that address_to_text() writes: numbers from 0
+// to 255 without leading zeros. So an entry, or an octet, that is compared as text can
+// equal a client's only if it is written like that, and is then a number as well.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+using Octets = std::array<uint8_t, 4>;
+
+struct AddressBox {
+    Octets low, high; // both included
+};
+
+enum EntryKind {
+    ENTRY_FULL,           // a.b.c.d
+    ENTRY_RANGE,          // a.b.c.d-e.f.g.h
+    ENTRY_WILDCARD,       // some octets are `*`
+    ENTRY_WILDCARD_RANGE, // both; the banned list takes it for a wildcard entry
+};
+
+// Why an entry can match nobody.
+enum EntryTrouble {
+    TROUBLE_NONE,
+    TROUBLE_MALFORMED,      // a `.` or the `-` is missing, or the last octet is empty
+    TROUBLE_LONG_LINE,      // over 255 characters
+    TROUBLE_LONG_OCTET,     // over 3 characters, the blanks before a `-` included
+    TROUBLE_NOT_AN_ADDRESS, // full entries: no client's address is written like this
+    TROUBLE_NO_ASTERISK,    // wildcard entries: no octet is `*` and nothing else
+    TROUBLE_POSITIONS,      // accepted list: `*` in octets that do not go together
+    TROUBLE_OTHER_OCTETS,   // banned list: another octet is not written as in addresses
+    TROUBLE_EMPTY_BOX,      // some octet would have to lie where no octet can lie
+};
+
+inline constexpr size_t LIST_LINE_LIMIT = 255; // characters
+inline constexpr size_t ENTRY_TEXT_SIZE = LIST_LINE_LIMIT + 1;
+
+struct ListLine {
+    std::string_view text; // without its ending
+    bool tooLong; // over the limit; such an entry keeps its kind and matches nobody
+};
+
+struct AddressEntry {
+    EntryKind kind;
+    EntryTrouble trouble;
+    AddressBox box; // when there is no trouble
+    // Together the line; of a range only, with the blanks behind its `-` dropped.
+    std::string_view head, tail;
+};
+
+// Reads the text of a client's address. False when it is none.
+bool read_address(std::string_view text, Octets *address);
+
+// What the line (not empty, no comment) means in the accepted-address list.
+AddressEntry read_accepted_entry(const ListLine &line);
+
+// What the line (not empty) means in the banned-address list.
+AddressEntry read_banned_entry(const ListLine &line);
+
+// The entry's line as the log shows it, cut to what a line may hold.
+void entry_text(const AddressEntry &entry, char (&text)[ENTRY_TEXT_SIZE]);

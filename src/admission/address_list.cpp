@@ -1,0 +1,155 @@
+// The two address lists, as the checks read them.
+#include "admission/address_list.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace
+{
+
+// The lines of the accepted list end at a CR, and the next one begins two bytes behind
+// it, whatever the second byte is. False when the list has ended.
+bool next_accepted_line(ListScan *scan, ListLine *line)
+{
+    size_t left = static_cast<size_t>(scan->end - scan->next);
+    const void *cr = left > 0 ? std::memchr(scan->next, '\r', left) : nullptr;
+    if (cr == nullptr && left < 2) {
+        scan->ending = SCAN_AT_END;
+        return false;
+    }
+
+    size_t length = left;
+    if (cr != nullptr)
+        length = static_cast<size_t>(static_cast<const char *>(cr) - scan->next);
+    line->text = {scan->next, length};
+    line->tooLong = length > LIST_LINE_LIMIT;
+    scan->next += std::min(left, length + 2); // a CR may be the last byte of all
+    return true;
+}
+
+// The lines of the banned list end at an LF; what stands in one from its first CR, or
+// NUL, on is cut off. The limit counts the ending. False when the list has ended.
+bool next_banned_line(ListScan *scan, ListLine *line)
+{
+    size_t left = static_cast<size_t>(scan->end - scan->next);
+    if (left == 0) {
+        scan->ending = SCAN_AT_END;
+        return false;
+    }
+
+    const void *lf = std::memchr(scan->next, '\n', left);
+    size_t length = left;
+    if (lf != nullptr)
+        length = static_cast<size_t>(static_cast<const char *>(lf) - scan->next) + 1;
+    line->text = {scan->next, length};
+    line->text = line->text.substr(0, line->text.find('\r'));
+    line->text = line->text.substr(0, line->text.find('\0'));
+    line->tooLong = length > LIST_LINE_LIMIT;
+    scan->next += length;
+    return true;
+}
+
+bool is_comment(const ListScan &scan, std::string_view text)
+{
+    return scan.list == ACCEPTED_LIST && text.front() == ';';
+}
+
+AddressEntry read_entry(AddressList list, const ListLine &line)
+{
+    return list == ACCEPTED_LIST ? read_accepted_entry(line) : read_banned_entry(line);
+}
+
+ScanEnd ending_behind(AddressList list, const AddressEntry &entry)
+{
+    if (entry.trouble == TROUBLE_MALFORMED)
+        return SCAN_AT_MALFORMED;
+    if (list == ACCEPTED_LIST &&
+        (entry.kind == ENTRY_WILDCARD || entry.kind == ENTRY_WILDCARD_RANGE))
+        return SCAN_AT_WILDCARD;
+    return SCAN_GOES_ON;
+}
+
+bool box_holds(const AddressBox &box, const Octets &address)
+{
+    for (size_t i = 0; i < 4; i++)
+        if (address[i] < box.low[i] || address[i] > box.high[i])
+            return false;
+    return true;
+}
+
+} // namespace
+
+ListScan scan_list(AddressList list, const char *bytes, size_t size)
+{
+    // The accepted list is one text, which ends at its first NUL.
+    if (list == ACCEPTED_LIST && size > 0)
+        if (const void *nul = std::memchr(bytes, '\0', size))
+            size = static_cast<size_t>(static_cast<const char *>(nul) - bytes);
+    return {list, bytes, bytes + size, SCAN_GOES_ON};
+}
+
+bool next_entry(ListScan *scan, AddressEntry *entry)
+{
+    while (scan->ending == SCAN_GOES_ON) {
+        ListLine line;
+        if (!(scan->list == ACCEPTED_LIST ? next_accepted_line(scan, &line)
+                                          : next_banned_line(scan, &line)))
+            return false;
+        if (line.text.empty()) {
+            scan->ending = SCAN_AT_EMPTY_LINE;
+            return false;
+        }
+        if (is_comment(*scan, line.text))
+            continue;
+
+        *entry = read_entry(scan->list, line);
+        scan->ending = ending_behind(scan->list, *entry);
+        return true;
+    }
+    return false;
+}
+
+bool build_table(AddressTable *table, AddressList list, const char *bytes, size_t size)
+{
+    ListScan scan = scan_list(list, bytes, size);
+
+    // One row for each line at most; all lines but the last have an ending.
+    char ending = list == ACCEPTED_LIST ? '\r' : '\n';
+    size_t room = 1 + static_cast<size_t>(std::count(scan.next, scan.end, ending));
+
+    *table = {};
+    table->list = list;
+    table->size = static_cast<size_t>(scan.end - bytes);
+    table->boxes.reset(new (std::nothrow) AddressBox[room]);
+    table->starts.reset(new (std::nothrow) size_t[room]);
+    if (!table->boxes || !table->starts) {
+        *table = {};
+        return false;
+    }
+
+    AddressEntry entry;
+    while (next_entry(&scan, &entry)) {
+        if (entry.trouble != TROUBLE_NONE)
+            continue;
+        table->boxes[table->count] = entry.box;
+        table->starts[table->count] = static_cast<size_t>(entry.head.data() - bytes);
+        table->count++;
+    }
+    table->ending = scan.ending;
+    return true;
+}
+
+bool find_entry(const AddressTable &table, const char *bytes, const Octets &address,
+                AddressEntry *entry)
+{
+    size_t row = 0;
+    while (row < table.count && !box_holds(table.boxes[row], address))
+        row++;
+    if (row == table.count)
+        return false;
+
+    ListScan scan = {table.list, bytes + table.starts[row], bytes + table.size,
+                     SCAN_GOES_ON};
+    return next_entry(&scan, entry);
+}

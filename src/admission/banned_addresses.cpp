@@ -1,0 +1,67 @@
+// The banned-address list: looked at afresh for every client.
+#include "admission/banned_addresses.h"
+
+#include "admission/address_list.h"
+#include "core/paths.h"
+#include "log/activity_log.h"
+#include "platform/file_contents.h"
+
+namespace
+{
+
+constexpr char LIST_FILE[] = "DATA\\RAW\\BADSMTPIPADDRESS.TXT";
+
+// What the log calls each kind of entry.
+const char *kind_name(EntryKind kind)
+{
+    switch (kind) {
+    case ENTRY_FULL:
+        return "full match";
+    case ENTRY_RANGE:
+        return "range";
+    default:
+        return "asterisk";
+    }
+}
+
+// The table of this content. It is built anew only for another content, so that a long
+// list costs a client nothing but its comparisons. Without memory for it: null.
+const AddressTable *table_of(const FileContents &contents)
+{
+    static AddressTable table;
+    static uint64_t version;
+
+    if (version != contents.version) {
+        version = 0;
+        if (!build_table(&table, BANNED_LIST, contents.bytes, contents.size))
+            return nullptr;
+        version = contents.version;
+    }
+    return &table;
+}
+
+} // namespace
+
+int is_banned_ip_address(const char *address)
+{
+    char path[PATH_SIZE];
+    path_below(path, sizeof path, LIST_FILE);
+    FileContents contents = file_contents(path);
+    if (contents.bytes == nullptr)
+        return 0;
+
+    Octets client;
+    if (!read_address(address, &client))
+        return 0;
+
+    AddressEntry entry;
+    const AddressTable *table = table_of(contents);
+    if (table == nullptr || !find_entry(*table, contents.bytes, client, &entry))
+        return 0;
+
+    char line[ENTRY_TEXT_SIZE];
+    entry_text(entry, line);
+    log_stamped("SMTP DEBUG: connection broken by %s entry [%s]", kind_name(entry.kind),
+                line);
+    return 1;
+}
