@@ -1,0 +1,47 @@
+#include "check/findings.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace
+{
+
+constexpr const char *SEVERITY_NAMES[] = {"note", "warning", "error"};
+constexpr int TEXT_SIZE = 1024;
+
+int worst;
+
+void show(const char *text)
+{
+    for (; *text != '\0'; text++) {
+        auto byte = static_cast<unsigned char>(*text);
+        std::putchar(byte < ' ' || byte == 0x7F ? '?' : byte);
+    }
+    std::putchar('\n');
+}
+
+} // namespace
+
+void report(Severity severity, const char *file, int line, const char *format, ...)
+{
+    if (severity > worst)
+        worst = severity;
+
+    if (file != nullptr && line > 0)
+        std::printf("%s:%d: ", file, line);
+    else if (file != nullptr)
+        std::printf("%s: ", file);
+    std::printf("%s: ", SEVERITY_NAMES[severity]);
+
+    char text[TEXT_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    show(text);
+}
+
+int exit_status()
+{
+    return worst;
+}

@@ -1,0 +1,24 @@
+// A file of the installation, read for the check.
+#pragma once
+
+#include <string_view>
+
+struct ListFile {
+    const char *name;         // below the installation directory, for the findings
+    std::string_view content; // empty when there is none
+    bool there;
+};
+
+// Reads the file. One that is there and cannot be read is reported as an error.
+ListFile read_list_file(const char *name);
+
+// Counts lines as an editor does, for places asked about in the order of the file.
+struct LineCounter {
+    const char *at;
+    int line;
+};
+
+LineCounter count_lines(const ListFile &file);
+
+// The number of the line that `place` stands in.
+int line_of(LineCounter *counter, const char *place);
