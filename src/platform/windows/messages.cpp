@@ -108,7 +108,9 @@ bool next_message(Message *message)
         if (next_timer(message)) {
             return true;
         }
-        display_wait(wait_until_timer());
+        if (posted.empty()) { // a signal has been read as a message
+            display_wait(wait_until_timer());
+        }
     }
 }
 
