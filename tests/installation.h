@@ -1,0 +1,105 @@
+// An installation directory with a running server, and verbs to speak to it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+// A mail client: raw bytes out, raw bytes in.
+class Client
+{
+  public:
+    explicit Client(int socket) : socket_(socket) {}
+    Client(Client &&other) noexcept : socket_(other.socket_) { other.socket_ = -1; }
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+    Client &operator=(Client &&) = delete;
+    ~Client() { leaves(); }
+
+    // Sends the bytes in one piece; false when the connection is gone.
+    bool says(const std::string &bytes);
+    // One line with its CR LF; what came before the end when the server closes or
+    // nothing comes within the wait.
+    std::string hears(int milliseconds = 5000);
+    // Says a line, hears the answer.
+    std::string asks(const std::string &line) { return says(line + "\r\n"), hears(); }
+    // Whatever comes within the time (for "nothing comes").
+    std::string hears_within(int milliseconds);
+    // The server has closed: everything has been read and the end was seen.
+    bool is_closed(int milliseconds = 5000);
+    void stops_sending();
+    void leaves();
+    int socket() const { return socket_; }
+
+  private:
+    bool fill(int milliseconds);
+
+    int socket_;
+    std::string heard_;
+    bool ended_ = false;
+};
+
+class Installation : public testing::Test
+{
+  protected:
+    // A directory as the fax server lays it out, on a free port of the loopback.
+    Installation();
+    ~Installation() override;
+
+    // Before or while the server runs. `settings` lines go behind those of section
+    // QLNSMTP.
+    void settings(const std::string &lines);
+    void put(const std::string &path, const std::string &content);
+    std::string content(const std::string &path) const;
+    bool exists(const std::string &path) const;
+    std::string path(const std::string &below) const { return directory_ + "/" + below; }
+
+    // Starts the server and waits until it serves. `prefix` runs before the program's
+    // name, as in {"env", "TZ=Asia/Tokyo"}.
+    void start(const std::vector<std::string> &prefix = {});
+    // Starts it for a start that fails: its exit code.
+    int start_and_wait();
+    // Sends the signal and waits for the end: the exit code, -1 when it had to be killed.
+    int stop(int signal = 15);
+    pid_t process() const { return process_; }
+    std::string standard_output() const { return content("../" + name_ + ".out"); }
+    std::string standard_error() const { return content("../" + name_ + ".err"); }
+
+    // From a loopback address. The greeting has not been read.
+    Client connect_from(const std::string &address = "127.0.0.1");
+    // The greeting and HELO are over.
+    Client greeted(const std::string &address = "127.0.0.1");
+    // MAIL and RCPT are over, too.
+    Client with_recipient(const std::string &address = "127.0.0.1");
+
+    // Log lines without their time stamps ("<time> SMTP: ..." reads "SMTP: ..."), those
+    // behind the last call of `forget_log`.
+    std::vector<std::string> log_lines();
+    // Waits until a log line holds the text; false after five seconds.
+    bool logs(const std::string &text, int milliseconds = 5000);
+    void forget_log();
+    // No connection is left and everything is logged.
+    void all_closed();
+
+    // Files of a directory by name, spool files by extension.
+    std::vector<std::string> files(const std::string &below = "qlnemails") const;
+    // Content of the only file with this extension.
+    std::string spooled(const std::string &extension,
+                        const std::string &below = "qlnemails") const;
+    // A message file's text behind its three header lines.
+    std::string text_of(const std::string &message) const;
+
+    int port_;
+
+  private:
+    std::string name_, directory_;
+    pid_t process_ = -1;
+    size_t log_from_ = 0;
+    std::string settings_;
+};
+
+std::string slurp(const std::string &path);
