@@ -56,11 +56,12 @@ void fill_configuration_dialog(Window *window)
     char bind[VALUE_SIZE];
     read_setting_text("BIND", "1", bind, sizeof bind);
     char description[DESCRIPTION_SIZE];
-    if (text_to_number(bind) == 1)
+    if (text_to_number(bind) == 1) {
         format_text(description, sizeof description, ONE_ADDRESS_TEXT,
                     gateway.selected_address);
-    else
+    } else {
         copy_text(description, sizeof description, ALL_ADDRESSES_TEXT);
+    }
     set_item_text(window, CONTROL_DESCRIPTION, description);
 }
 
@@ -85,8 +86,9 @@ Param about_dialog_proc(Window *window, unsigned message, Param first, Param)
         return 1;
     case MESSAGE_COMMAND:
         // Escape and the close box leave it open.
-        if (first != COMMAND_OK)
+        if (first != COMMAND_OK) {
             return 0;
+        }
         dialog_end(window, 1);
         return 1;
     default:
@@ -102,8 +104,9 @@ Param config_dialog_proc(Window *window, unsigned message, Param first, Param)
         fill_configuration_dialog(window);
         return 1;
     case MESSAGE_COMMAND:
-        if (first != COMMAND_OK && first != COMMAND_CANCEL)
+        if (first != COMMAND_OK && first != COMMAND_CANCEL) {
             return 0;
+        }
         dialog_end(window, 1);
         return 1;
     default:

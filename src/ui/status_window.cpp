@@ -84,8 +84,9 @@ void restore(Window *window)
     move_to_saved_place(window);
     const bool on_top = kept_on_top();
     window_set_topmost(window, on_top);
-    if (!on_top)
+    if (!on_top) {
         window_to_front(window);
+    }
     show_light(window, CONTROL_WAITING_LIGHT, CONTROL_ACTIVE_LIGHT);
     status_window_shown = 1;
 }
@@ -124,19 +125,22 @@ void toggle_log_only()
 // be closed down while the dialog is open.
 void show_dialog(Window *window, void (*run_dialog)())
 {
-    if (kept_on_top())
+    if (kept_on_top()) {
         window_set_topmost(window, false);
+    }
     run_dialog();
-    if (gateway.statusWindow == window && kept_on_top())
+    if (gateway.statusWindow == window && kept_on_top()) {
         window_set_topmost(window, true);
+    }
 }
 
 void close_server_down(Window *window)
 {
     const bool agreed = operator_agrees(window, CLOSE_DOWN_QUESTION, CLOSE_DOWN_CAPTION);
     // Whatever the answer, the server may have been closed down while the box was open.
-    if (!agreed || gateway.statusWindow != window)
+    if (!agreed || gateway.statusWindow != window) {
         return;
+    }
 
     stop_serving();
     save_place(window);
@@ -200,11 +204,13 @@ Param system_command(Window *window, Param system_command)
 void paint_light_frame(Window *window, DeviceContext *given)
 {
     DeviceContext *context = given != nullptr ? given : window_context(window);
-    if (context == nullptr)
+    if (context == nullptr) {
         return;
+    }
     frame_control(context, dialog_item(window, CONTROL_WAITING_LIGHT));
-    if (given == nullptr)
+    if (given == nullptr) {
         context_release(context);
+    }
 }
 
 void draw_shutdown_button(const DrawItem &item)
@@ -233,8 +239,9 @@ Param handle_message(Window *window, unsigned message, Param first, Param second
         paint_light_frame(window, reinterpret_cast<DeviceContext *>(first));
         return 0;
     case MESSAGE_DRAW_ITEM:
-        if (first == CONTROL_SHUTDOWN)
+        if (first == CONTROL_SHUTDOWN) {
             draw_shutdown_button(*reinterpret_cast<const DrawItem *>(second));
+        }
         return 1;
     case MESSAGE_DESTROY:
         gateway.statusWindow = nullptr;
@@ -255,12 +262,14 @@ Param status_dialog_proc(Window *window, unsigned message, Param first, Param se
 
 void show_activity_lights()
 {
-    if (status_window_shown != 1 || gateway.statusWindow == nullptr)
+    if (status_window_shown != 1 || gateway.statusWindow == nullptr) {
         return;
-    if (gateway.connection_indicator != 0)
+    }
+    if (gateway.connection_indicator != 0) {
         show_light(gateway.statusWindow, CONTROL_ACTIVE_LIGHT, CONTROL_WAITING_LIGHT);
-    else
+    } else {
         show_light(gateway.statusWindow, CONTROL_WAITING_LIGHT, CONTROL_ACTIVE_LIGHT);
+    }
 }
 
 void update_clock_text(Window *window)
@@ -274,8 +283,9 @@ void update_clock_text(Window *window)
 
 Param update_options_menu(Menu *menu, Param position)
 {
-    if (position != OPTIONS_POSITION)
+    if (position != OPTIONS_POSITION) {
         return 0;
+    }
     menu_set_text(menu, MENU_ON_TOP,
                   kept_on_top() ? "Show server normally" : "Keep server on top");
     menu_set_text(menu, MENU_LOG_ONLY,

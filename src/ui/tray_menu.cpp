@@ -26,8 +26,9 @@ Menu *open_menu; // null while none is open
 bool build_menu()
 {
     open_menu = popup_create();
-    if (open_menu == nullptr)
+    if (open_menu == nullptr) {
         return false;
+    }
     for (const TrayMenuItem &item : ITEMS) {
         if (!popup_append(open_menu, item.id, item.text)) {
             tray_menu_close();
@@ -40,15 +41,17 @@ bool build_menu()
 void show_menu(Window *main_window)
 {
     // The messages served while the menu is open may bring another right press.
-    if (open_menu != nullptr || !build_menu())
+    if (open_menu != nullptr || !build_menu()) {
         return;
+    }
 
     window_to_front(main_window);
     popup_track(open_menu, main_window);
 
     // The server may have been closed down while the menu was open.
-    if (gateway.mainWindow == main_window)
+    if (gateway.mainWindow == main_window) {
         post_message(main_window, MESSAGE_EMPTY, 0, 0);
+    }
     tray_menu_close();
 }
 
@@ -64,16 +67,18 @@ void show_status_window()
 
 void tray_icon_event(Window *main_window, Param, Param mouse)
 {
-    if (mouse == TRAY_LEFT_PRESSED && gateway.statusWindow != nullptr)
+    if (mouse == TRAY_LEFT_PRESSED && gateway.statusWindow != nullptr) {
         show_status_window();
-    else if (mouse == TRAY_RIGHT_PRESSED)
+    } else if (mouse == TRAY_RIGHT_PRESSED) {
         show_menu(main_window);
+    }
 }
 
 void tray_menu_close()
 {
     Menu *menu = open_menu;
     open_menu = nullptr;
-    if (menu != nullptr)
+    if (menu != nullptr) {
         popup_destroy(menu);
+    }
 }
