@@ -35,7 +35,6 @@ void add_version_lines(ClientSession *session)
 {
     char version[SETTING_SIZE];
     char build_date[SETTING_SIZE];
-    settings_flush();
     read_setting_text("VERSION", "Unspecified", version, sizeof version);
     read_setting_text("BUILDDATE", "Unspecified", build_date, sizeof build_date);
 

@@ -23,7 +23,9 @@ struct Entry {
     bool there = false;
     std::string name; // as it stands on disk
     struct stat status {};
-    bool settled = false; // read long enough after its last change
+    bool settled = false;   // read long enough after its last change
+    std::string directory;  // of a file that is missing, where it was looked for
+    struct stat searched {}; // that directory then; trusted under the same rule
     std::string bytes;
     uint64_t version = 0;
 };
@@ -43,20 +45,55 @@ bool same_file(const struct stat &a, const struct stat &b)
            same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
 }
 
+// Whether nothing has changed at the time of the last look, seen well after the change.
+bool is_settled(const struct stat &status)
+{
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    return status.st_mtim.tv_sec + GRAIN_SECONDS < now.tv_sec &&
+           status.st_ctim.tv_sec + GRAIN_SECONDS < now.tv_sec;
+}
+
+// A missing file stays missing while its directory is as it was.
+bool is_still_missing(const Entry &entry)
+{
+    struct stat status;
+    return !entry.directory.empty() && stat(entry.directory.c_str(), &status) == 0 &&
+           same_file(status, entry.searched);
+}
+
+// Notes the directory of a missing file before it is searched.
+void note_directory(const std::string &native, Entry *entry)
+{
+    entry->directory = existing_path(native.substr(0, native.rfind('/')).c_str());
+    if (stat(entry->directory.c_str(), &entry->searched) != 0 ||
+        !is_settled(entry->searched)) {
+        entry->directory.clear();
+    }
+}
+
 bool look(const char *path, Entry *entry, struct stat *status)
 {
     // As it stands; then where it stood last; only then a search.
     const std::string native = native_path(path);
+    if (is_still_missing(*entry)) {
+        return false;
+    }
     if (stat(native.c_str(), status) == 0) {
         entry->name = native;
+        entry->directory.clear();
         return true;
     }
     if (!entry->name.empty() && entry->name != native &&
         stat(entry->name.c_str(), status) == 0) {
         return true;
     }
-    return find_in_other_case(native, &entry->name) &&
-           stat(entry->name.c_str(), status) == 0;
+    note_directory(native, entry);
+    if (find_in_other_case(native, &entry->name)) {
+        entry->directory.clear(); // also for a link to a file that may come to be
+        return stat(entry->name.c_str(), status) == 0;
+    }
+    return false;
 }
 
 bool read_whole(const std::string &name, std::string *bytes)
@@ -98,13 +135,11 @@ void bring_up_to_date(const char *path, Entry *entry)
     }
 
     // The status is the one from before the read: a change during it shows later.
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
+    const bool settled = is_settled(status);
     std::string bytes;
     const bool there = read_whole(entry->name, &bytes);
     entry->status = status;
-    entry->settled = there && status.st_mtim.tv_sec + GRAIN_SECONDS < now.tv_sec &&
-                     status.st_ctim.tv_sec + GRAIN_SECONDS < now.tv_sec;
+    entry->settled = there && settled;
     set_content(entry, there, std::move(bytes));
 }
 
