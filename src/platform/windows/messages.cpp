@@ -73,8 +73,10 @@ Param send_message(Window *window, unsigned message, Param first, Param second)
     if (!model_is_alive(window) || window->procedure == nullptr) {
         return 0;
     }
+    // The window may be gone when its procedure returns.
+    const bool is_dialog = window->kind == KIND_DIALOG;
     const Param result = window->procedure(window, message, first, second);
-    if (window->kind == KIND_DIALOG && result == 0 && model_is_alive(window)) {
+    if (is_dialog && result == 0 && model_is_alive(window)) {
         return model_default_dialog(*window, message, first);
     }
     return result;
