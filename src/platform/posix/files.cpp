@@ -2,6 +2,7 @@
 
 #include "platform/posix/name_lookup.h"
 #include "platform/posix/spare_descriptors.h"
+#include "platform/posix/working_directory.h"
 
 #include <cerrno>
 #include <climits>
@@ -29,6 +30,7 @@ template <typename Result> Result failed(Result result)
 // The path with `/` as separator, in a buffer of the caller's. False when it is longer.
 bool to_native(const char *path, char *native, size_t size)
 {
+    path = below_current_directory(path);
     size_t length = 0;
     for (; path[length] != '\0'; length++) {
         if (length + 1 >= size) {
@@ -56,6 +58,13 @@ int flags_of(FileMode mode)
         return O_RDWR | O_CREAT | O_TRUNC;
     }
     return O_RDONLY;
+}
+
+// The system lets a directory be opened for reading, and refuses only to read it.
+bool is_directory(int descriptor)
+{
+    struct stat status;
+    return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 int open_native(const char *native, int flags, bool may_use_spare)
@@ -120,12 +129,13 @@ size_t write_all(FileHandle file, const void *bytes, size_t size)
 
 void working_directory(char *path, int size)
 {
-    if (size <= 0 || getcwd(path, static_cast<size_t>(size)) == nullptr) {
-        last_failure = errno;
-        if (size > 0) {
-            path[0] = '\0';
-        }
+    const char *directory = current_directory();
+    const size_t length = strlen(directory);
+    if (length >= static_cast<size_t>(size)) {
+        path[0] = '\0';
+        return;
     }
+    memcpy(path, directory, length + 1);
 }
 
 bool is_separator(char c)
@@ -136,6 +146,11 @@ bool is_separator(char c)
 FileHandle file_open(const char *path, FileMode mode)
 {
     const int descriptor = open_any_case(path, mode, true);
+    if (descriptor >= 0 && mode == FILE_READ && is_directory(descriptor)) {
+        close(descriptor);
+        errno = EISDIR;
+        return failed(NO_FILE);
+    }
     return descriptor < 0 ? failed(NO_FILE) : descriptor;
 }
 
