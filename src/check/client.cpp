@@ -43,8 +43,9 @@ bool list_has(const CheckedList &checked, const char *verb, const char *address,
     if (!build_table(&table, checked.list, bytes, file.content.size()))
         return false;
     if (!find_entry(table, bytes, client, &entry)) {
-        report(FOUND_NOTE, file.name, 0, "no entry %s %s; %s", verb, address,
-               ending_words(table.ending));
+        bool whole = table.ending == SCAN_AT_END;
+        report(FOUND_NOTE, file.name, 0, "no entry %s %s%s%s", verb, address,
+               whole ? "" : "; ", whole ? "" : ending_words(table.ending));
         return false;
     }
 
