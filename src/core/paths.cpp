@@ -1,7 +1,5 @@
 #include "core/paths.h"
 
-#include "core/text.h"
-
 #include "platform/files.h"
 
 #include <cstring>
@@ -12,13 +10,17 @@ bool path_below(char *path, int size, const char *tail)
     working_directory(directory, sizeof directory);
     const size_t length = strlen(directory);
     const bool ends = length > 0 && is_separator(directory[length - 1]);
-    const char *gap = ends ? "" : "\\";
-    if (length == 0 ||
-        length + strlen(gap) + strlen(tail) >= static_cast<size_t>(size)) {
+    const size_t begin = ends ? length : length + 1;
+    const size_t tail_length = strlen(tail);
+    if (length == 0 || begin + tail_length >= static_cast<size_t>(size)) {
         path[0] = '\0';
         return false;
     }
-    format_text(path, static_cast<size_t>(size), "%s%s%s", directory, gap, tail);
+    memcpy(path, directory, length);
+    if (!ends) {
+        path[length] = '\\';
+    }
+    memcpy(path + begin, tail, tail_length + 1);
     return true;
 }
 

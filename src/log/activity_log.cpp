@@ -83,9 +83,17 @@ void check_size()
 
 void log_timestamp(char *buffer)
 {
-    const LocalTime &now = local_time();
-    format_text(buffer, STAMP_SIZE, "%02d %s, %4d %02d:%02d:%02d :", now.day,
-                MONTHS[now.month], now.year, now.hour, now.minute, now.second);
+    static char stamp[STAMP_SIZE];
+    static int64_t formed = -1;
+
+    const int64_t now = unix_time();
+    if (now != formed) {
+        formed = now;
+        const LocalTime &time = local_time();
+        format_text(stamp, sizeof stamp, "%02d %s, %4d %02d:%02d:%02d :", time.day,
+                    MONTHS[time.month], time.year, time.hour, time.minute, time.second);
+    }
+    memcpy(buffer, stamp, sizeof stamp);
 }
 
 void log_write(char *text)

@@ -87,6 +87,16 @@ size_t character_length(const unsigned char *at)
     return length;
 }
 
+// How many bytes from here on are plain ASCII, which most lines are altogether.
+size_t plain_length(const unsigned char *text)
+{
+    size_t length = 0;
+    while (text[length] >= 0x20 && text[length] < 0x7F) {
+        length++;
+    }
+    return length;
+}
+
 // A control character of ASCII (but for the tab), of the eight-bit sets, or of UTF-8.
 bool is_control(const unsigned char *at, size_t length)
 {
@@ -104,7 +114,13 @@ void standard_output_line(const char *text)
         return;
     }
     const auto *at = reinterpret_cast<const unsigned char *>(text);
-    while (*at != '\0') {
+    for (;;) {
+        const size_t plain = plain_length(at);
+        waiting.append(reinterpret_cast<const char *>(at), plain);
+        at += plain;
+        if (*at == '\0') {
+            break;
+        }
         const size_t length = character_length(at);
         const bool control = is_control(at, length);
         for (size_t i = 0; i < length; i++) {

@@ -2,6 +2,7 @@
 
 #include "platform/files.h"
 #include "platform/posix/name_lookup.h"
+#include "platform/posix/working_directory.h"
 
 #include <sys/stat.h>
 
@@ -65,7 +66,10 @@ bool is_still_missing(const Entry &entry)
 // Notes the directory of a missing file before it is searched.
 void note_directory(const std::string &native, Entry *entry)
 {
-    entry->directory = existing_path(native.substr(0, native.rfind('/')).c_str());
+    const size_t slash = native.rfind('/');
+    entry->directory = slash == std::string::npos
+                           ? "."
+                           : existing_path(native.substr(0, slash + 1).c_str());
     if (stat(entry->directory.c_str(), &entry->searched) != 0 ||
         !is_settled(entry->searched)) {
         entry->directory.clear();
@@ -169,4 +173,5 @@ FileContents file_contents(const char *path)
 void file_contents_look_again()
 {
     event_number++;
+    current_directory_look_again();
 }

@@ -2,6 +2,8 @@
 
 #include "platform/posix/name_lookup.h"
 
+#include "platform/posix/working_directory.h"
+
 #include <dirent.h>
 #include <strings.h>
 #include <sys/stat.h>
@@ -71,7 +73,7 @@ bool walk(const std::string &path, LastName rule, std::string *found)
 
 std::string native_path(const char *path)
 {
-    std::string native = path;
+    std::string native = below_current_directory(path);
     std::replace(native.begin(), native.end(), '\\', '/');
     return native;
 }

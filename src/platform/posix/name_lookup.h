@@ -3,7 +3,7 @@
 
 #include <string>
 
-// `\` becomes `/`.
+// `\` becomes `/`; the working directory in front is left out.
 std::string native_path(const char *path);
 
 // Whether the path, whose spelling has been tried in vain, names something in another

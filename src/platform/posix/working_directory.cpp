@@ -1,0 +1,48 @@
+#include "platform/posix/working_directory.h"
+
+#include "platform/files.h"
+
+#include <climits>
+#include <cstring>
+#include <unistd.h>
+
+namespace
+{
+
+char directory[PATH_MAX];
+size_t length;
+bool known;
+
+} // namespace
+
+const char *current_directory()
+{
+    if (!known) {
+        if (getcwd(directory, sizeof directory) == nullptr) {
+            directory[0] = '\0';
+        }
+        length = strlen(directory);
+        known = true;
+    }
+    return directory;
+}
+
+const char *below_current_directory(const char *path)
+{
+    if (length == 0 || strncmp(path, directory, length) != 0) {
+        return path;
+    }
+    const char *rest = path + length;
+    if (!is_separator(rest[0]) && !is_separator(rest[-1])) {
+        return path; // another directory whose name begins like this one's
+    }
+    while (is_separator(rest[0])) {
+        rest++;
+    }
+    return rest[0] != '\0' ? rest : path;
+}
+
+void current_directory_look_again()
+{
+    known = false;
+}
