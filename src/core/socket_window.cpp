@@ -19,7 +19,8 @@
 namespace
 {
 
-// A receive may bring many chunks at once; the engine gets them one by one.
+// Message text is received many chunks at once; the engine gets them one by one. Commands
+// come in single chunks, so that a client who sends thousands ahead holds up nobody else.
 constexpr int CHUNK_SIZE = 1023;
 constexpr int CHUNKS_PER_RECEIVE = 64;
 
@@ -126,7 +127,8 @@ void read_from_client(Socket socket)
     if (session == nullptr) {
         return;
     }
-    const int count = socket_receive(socket, received, sizeof received);
+    const size_t size = session->state == SESSION_DATA ? sizeof received : CHUNK_SIZE;
+    const int count = socket_receive(socket, received, size);
     if (count > 0) {
         hand_on(session, count);
     } else if (count != SOCKET_WOULD_BLOCK) {
