@@ -38,7 +38,8 @@ int connected(const std::string &from, int port)
     const sockaddr_in own = address_of(from, 0);
     const sockaddr_in server = address_of("127.0.0.1", port);
     if (bind(socket, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 ||
-        connect(socket, reinterpret_cast<const sockaddr *>(&server), sizeof server) != 0) {
+        connect(socket, reinterpret_cast<const sockaddr *>(&server), sizeof server) !=
+            0) {
         close(socket);
         return -1;
     }
@@ -261,8 +262,7 @@ Client Installation::with_recipient(const std::string &address)
 
 std::vector<std::string> Installation::log_lines()
 {
-    static const std::regex stamp(
-        R"(^\d\d [A-Z][a-z][a-z], \d{4} \d\d:\d\d:\d\d : )");
+    static const std::regex stamp(R"(^\d\d [A-Z][a-z][a-z], \d{4} \d\d:\d\d:\d\d : )");
     const std::string log = content("LOGS/QLNSMTP.TXT");
     std::istringstream text(log.substr(std::min(log_from_, log.size())));
     std::vector<std::string> lines;

@@ -14,11 +14,17 @@ class Client
 {
   public:
     explicit Client(int socket) : socket_(socket) {}
-    Client(Client &&other) noexcept : socket_(other.socket_) { other.socket_ = -1; }
+    Client(Client &&other) noexcept : socket_(other.socket_)
+    {
+        other.socket_ = -1;
+    }
     Client(const Client &) = delete;
     Client &operator=(const Client &) = delete;
     Client &operator=(Client &&) = delete;
-    ~Client() { leaves(); }
+    ~Client()
+    {
+        leaves();
+    }
 
     // Sends the bytes in one piece; false when the connection is gone.
     bool says(const std::string &bytes);
@@ -26,14 +32,20 @@ class Client
     // nothing comes within the wait.
     std::string hears(int milliseconds = 5000);
     // Says a line, hears the answer.
-    std::string asks(const std::string &line) { return says(line + "\r\n"), hears(); }
+    std::string asks(const std::string &line)
+    {
+        return says(line + "\r\n"), hears();
+    }
     // Whatever comes within the time (for "nothing comes").
     std::string hears_within(int milliseconds);
     // The server has closed: everything has been read and the end was seen.
     bool is_closed(int milliseconds = 5000);
     void stops_sending();
     void leaves();
-    int socket() const { return socket_; }
+    int socket() const
+    {
+        return socket_;
+    }
 
   private:
     bool fill(int milliseconds);
@@ -56,7 +68,10 @@ class Installation : public testing::Test
     void put(const std::string &path, const std::string &content);
     std::string content(const std::string &path) const;
     bool exists(const std::string &path) const;
-    std::string path(const std::string &below) const { return directory_ + "/" + below; }
+    std::string path(const std::string &below) const
+    {
+        return directory_ + "/" + below;
+    }
 
     // Starts the server and waits until it serves. `prefix` runs before the program's
     // name, as in {"env", "TZ=Asia/Tokyo"}.
@@ -65,9 +80,18 @@ class Installation : public testing::Test
     int start_and_wait();
     // Sends the signal and waits for the end: the exit code, -1 when it had to be killed.
     int stop(int signal = 15);
-    pid_t process() const { return process_; }
-    std::string standard_output() const { return content("../" + name_ + ".out"); }
-    std::string standard_error() const { return content("../" + name_ + ".err"); }
+    pid_t process() const
+    {
+        return process_;
+    }
+    std::string standard_output() const
+    {
+        return content("../" + name_ + ".out");
+    }
+    std::string standard_error() const
+    {
+        return content("../" + name_ + ".err");
+    }
 
     // From a loopback address. The greeting has not been read.
     Client connect_from(const std::string &address = "127.0.0.1");

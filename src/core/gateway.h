@@ -19,9 +19,9 @@ struct GatewaySettings {
     Socket listener;
     int timer; // 0: no timer runs
 
-    int listen_port; // the listener is bound to it
-    int shown_port;  // last read; in titles and messages
-    int bind_mode;   // last value read of `bind`
+    int listen_port;        // the listener is bound to it
+    int shown_port;         // last read; in titles and messages
+    int bind_mode;          // last value read of `bind`
     int socket_timeout;     // seconds, 0: never
     int inactivity_timeout; // seconds; only reported
 

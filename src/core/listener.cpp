@@ -38,8 +38,7 @@ bool start_library(SocketLibrary *library)
         return false;
     }
     if (library->major != 1 || library->minor != 1) {
-        message_box(nullptr,
-                    "Incorrect version of WINSOCK.DLL - requires V1.1 or higher",
+        message_box(nullptr, "Incorrect version of WINSOCK.DLL - requires V1.1 or higher",
                     LIBRARY_CAPTION, BOX_EXCLAMATION);
         sockets_stop();
         return false;
@@ -70,8 +69,8 @@ HostAddresses learn_host()
         copy_text(gateway.host_name, HOST_NAME_SIZE, "localhost");
     }
     HostAddresses host{0, ADDRESS_NONE};
-    host.count = host_look_up(gateway.host_name, gateway.host_name, HOST_NAME_SIZE,
-                              &host.first);
+    host.count =
+        host_look_up(gateway.host_name, gateway.host_name, HOST_NAME_SIZE, &host.first);
     return host;
 }
 

@@ -22,7 +22,9 @@ constexpr char CLOSE_DOWN_QUESTION[] =
 
 Param close_down_with_confirmation(Window *window)
 {
-    if (!operator_agrees(window, CLOSE_DOWN_QUESTION, CLOSE_DOWN_CAPTION)) {
+    const bool agreed = operator_agrees(window, CLOSE_DOWN_QUESTION, CLOSE_DOWN_CAPTION);
+    // Whatever the answer, the server may have been closed down while the box was open.
+    if (!agreed || gateway.mainWindow != window) {
         return 0;
     }
     stop_serving();

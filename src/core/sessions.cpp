@@ -40,11 +40,12 @@ void unlink(RecordList &list, ClientSession *session)
 
 void free_list(RecordList &list)
 {
-    while (list.head != nullptr) {
-        ClientSession *session = list.head;
-        unlink(list, session);
+    ClientSession *following = nullptr;
+    for (ClientSession *session = list.head; session != nullptr; session = following) {
+        following = session->next;
         free(session);
     }
+    list = {};
 }
 
 // A number stands for the record that got it last.

@@ -26,8 +26,9 @@ constexpr int CHUNKS_PER_RECEIVE = 64;
 
 char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
 
-constexpr char NOT_VALID[] = "Connection not recognized as a valid sender, connection has "
-                             "been terminated by this SMTP server";
+constexpr char NOT_VALID[] =
+    "Connection not recognized as a valid sender, connection has "
+    "been terminated by this SMTP server";
 constexpr char UNWANTED[] = "Connection recognized as an unwanted spam or similar "
                             "sender, connection terminated by this SMTP server";
 
@@ -67,8 +68,9 @@ bool is_accepted(ClientSession *session)
     if (validate_ip_address(session->peerText) != 0) {
         return true;
     }
-    log_stamped("SMTP: [%s] This IP address NOT identified in the valid IP ranges file...",
-                session->peerText);
+    log_stamped(
+        "SMTP: [%s] This IP address NOT identified in the valid IP ranges file...",
+        session->peerText);
     log_stamped("SMTP: Mail REFUSED from unvalidated address of [%s]...",
                 session->peerText);
     refuse(session, NOT_VALID);

@@ -4,8 +4,8 @@
 #include <cstddef>
 
 // Formats, cut to `size` - 1 bytes. Returns the bytes written, without the NUL.
-[[gnu::format(printf, 3, 4)]] int format_text(char *text, size_t size,
-                                              const char *format, ...);
+[[gnu::format(printf, 3, 4)]] int format_text(char *text, size_t size, const char *format,
+                                              ...);
 
 // Copies, cut to `size` - 1 bytes. Returns the bytes copied, without the NUL.
 size_t copy_text(char *text, size_t size, const char *from);

@@ -13,16 +13,16 @@ enum ControlKind {
 
 // Styles of controls and dialogs.
 inline constexpr unsigned STYLE_SUNKEN = 1;
-inline constexpr unsigned STYLE_CENTRED = 2;          // text, or picture in its box
+inline constexpr unsigned STYLE_CENTRED = 2; // text, or picture in its box
 inline constexpr unsigned STYLE_CENTRED_VERTICALLY = 4;
 inline constexpr unsigned STYLE_BORDER = 8;
 inline constexpr unsigned STYLE_READ_ONLY = 16;
 inline constexpr unsigned STYLE_DIGITS_ONLY = 32;
 inline constexpr unsigned STYLE_OWNER_DRAWN = 64;
 inline constexpr unsigned STYLE_HIDDEN = 128;
-inline constexpr unsigned STYLE_DEFAULT = 256;        // the Enter key's button
-inline constexpr unsigned STYLE_FOREGROUND = 512;     // dialogs
-inline constexpr unsigned STYLE_VISIBLE = 1024;       // dialogs
+inline constexpr unsigned STYLE_DEFAULT = 256;    // the Enter key's button
+inline constexpr unsigned STYLE_FOREGROUND = 512; // dialogs
+inline constexpr unsigned STYLE_VISIBLE = 1024;   // dialogs
 
 inline constexpr int NO_ID = -1;
 

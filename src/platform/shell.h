@@ -12,10 +12,10 @@ inline constexpr int TRAY_RIGHT_PRESSED = 516;
 inline constexpr int TIP_SIZE = 64; // bytes with the NUL
 
 struct TrayIcon {
-    Window *window;       // gets the callback
+    Window *window; // gets the callback
     int identifier;
-    unsigned callback;    // message; first parameter the identifier
-    int icon;             // resource id
+    unsigned callback; // message; first parameter the identifier
+    int icon;          // resource id
     char tip[TIP_SIZE];
 };
 

@@ -14,16 +14,16 @@ struct Window;
 using Socket = int;
 inline constexpr Socket NO_SOCKET = -1;
 
-inline constexpr int SOCKET_READ = 1;    // bytes have arrived
-inline constexpr int SOCKET_WRITE = 2;   // asked for by the server, never reported here
-inline constexpr int SOCKET_ACCEPT = 8;  // a client waits to be accepted
-inline constexpr int SOCKET_CLOSE = 32;  // the peer has closed or broken the connection
+inline constexpr int SOCKET_READ = 1;   // bytes have arrived
+inline constexpr int SOCKET_WRITE = 2;  // asked for by the server, never reported here
+inline constexpr int SOCKET_ACCEPT = 8; // a client waits to be accepted
+inline constexpr int SOCKET_CLOSE = 32; // the peer has closed or broken the connection
 
 inline constexpr int SOCKET_FAILED = -1;
 inline constexpr int SOCKET_WOULD_BLOCK = -2; // nothing has arrived at the moment
 
 struct SocketLibrary {
-    int major, minor;        // version granted
+    int major, minor; // version granted
     char description[64];
 };
 

@@ -19,14 +19,16 @@ using WindowProcedure = Param (*)(Window *window, unsigned message, Param first,
 // Messages. Those below MESSAGE_USER come from the platform.
 inline constexpr unsigned MESSAGE_EMPTY = 0;
 inline constexpr unsigned MESSAGE_DESTROY = 2;
-inline constexpr unsigned MESSAGE_PAINT = 15;     // first: DeviceContext or 0
+inline constexpr unsigned MESSAGE_PAINT = 15; // first: DeviceContext or 0
 inline constexpr unsigned MESSAGE_CLOSE = 16;
-inline constexpr unsigned MESSAGE_DRAW_ITEM = 43; // first: control id, second: const DrawItem *
+inline constexpr unsigned MESSAGE_DRAW_ITEM =
+    43; // first: control id, second: const DrawItem *
 inline constexpr unsigned MESSAGE_INIT_DIALOG = 272;
-inline constexpr unsigned MESSAGE_COMMAND = 273;  // first: id, notification code << 16
+inline constexpr unsigned MESSAGE_COMMAND = 273; // first: id, notification code << 16
 inline constexpr unsigned MESSAGE_SYSTEM_COMMAND = 274; // first: SYSTEM_...
-inline constexpr unsigned MESSAGE_TIMER = 275;    // first: the timer
-inline constexpr unsigned MESSAGE_INIT_MENU_POPUP = 279; // first: Menu, second: its position
+inline constexpr unsigned MESSAGE_TIMER = 275;          // first: the timer
+inline constexpr unsigned MESSAGE_INIT_MENU_POPUP =
+    279; // first: Menu, second: its position
 inline constexpr unsigned MESSAGE_USER = 1024;
 
 inline constexpr Param SYSTEM_MINIMIZE = 0xF020;
@@ -68,9 +70,9 @@ long window_number(const Window *window);
 
 void window_show(Window *window, bool shown); // shown: in its normal state
 bool window_is_shown(const Window *window);
-void window_to_front(Window *window);         // foreground, keyboard focus
-Rect window_rect(const Window *window);       // on the screen, frame included
-Rect window_client_rect(const Window *window); // left and top are 0
+void window_to_front(Window *window);                // foreground, keyboard focus
+Rect window_rect(const Window *window);              // on the screen, frame included
+Rect window_client_rect(const Window *window);       // left and top are 0
 void window_move(Window *window, int left, int top); // keeps the size
 void window_set_topmost(Window *window, bool topmost);
 void window_set_text(Window *window, const char *text);
@@ -129,7 +131,7 @@ void list_append(Window *list, const char *text);
 void list_delete_first(Window *list);
 void list_clear(Window *list);
 Rect list_entry_rect(const Window *list, int index);
-void list_set_top(Window *list, int index);  // the entry on the first visible line
+void list_set_top(Window *list, int index);    // the entry on the first visible line
 void list_set_extent(Window *list, int width); // pixels the horizontal bar can reach
 const char *list_entry(const Window *list, int index); // null beyond the last
 

@@ -31,10 +31,10 @@ constexpr char RCPT_HEAD[] = "RCPT TO:";
 void greet(ClientSession *session)
 {
     char reply[REPLY_SIZE];
-    const int length = format_text(reply, sizeof reply, "%s[%s] %s %s, %s\r\n", "220 ",
-                                   gateway.host_name, "Quillon email-to-fax SMTP server",
-                                   PROGRAM_VERSION,
-                                   "Quillon email-to-fax SMTP service ready");
+    const int length =
+        format_text(reply, sizeof reply, "%s[%s] %s %s, %s\r\n", "220 ",
+                    gateway.host_name, "Quillon email-to-fax SMTP server",
+                    PROGRAM_VERSION, "Quillon email-to-fax SMTP service ready");
     log_flush();
     if (socket_send(session->socket, reply, static_cast<size_t>(length)) != length) {
         Disconnect(session);

@@ -25,9 +25,10 @@ void add_received_line(ClientSession *session)
     const LocalTime &now = local_time();
     char header[HEADER_SIZE];
     const int length = format_text(
-        header, sizeof header, "Received: from %s on %s %s %02d %02d:%02d:%02d %04d%s%s\r\n",
-        session->peerText, DAYS[now.weekday], MONTHS[now.month], now.day, now.hour,
-        now.minute, now.second, now.year, now.zone[0] != '\0' ? " " : "", now.zone);
+        header, sizeof header,
+        "Received: from %s on %s %s %02d %02d:%02d:%02d %04d%s%s\r\n", session->peerText,
+        DAYS[now.weekday], MONTHS[now.month], now.day, now.hour, now.minute, now.second,
+        now.year, now.zone[0] != '\0' ? " " : "", now.zone);
     message_add(session, header, length);
 }
 
@@ -39,12 +40,12 @@ void add_version_lines(ClientSession *session)
     read_setting_text("BUILDDATE", "Unspecified", build_date, sizeof build_date);
 
     char header[HEADER_SIZE];
-    const int length = format_text(header, sizeof header,
-                                   "\tby Quillon email-to-fax SMTP server v%s, Build: %s"
-                                   "\r\n\tusing SMTP (Quillon SMTP Server v%s Build: %s)"
-                                   "\r\n",
-                                   version, build_date, PROGRAM_VERSION,
-                                   PROGRAM_BUILD_DATE);
+    const int length =
+        format_text(header, sizeof header,
+                    "\tby Quillon email-to-fax SMTP server v%s, Build: %s"
+                    "\r\n\tusing SMTP (Quillon SMTP Server v%s Build: %s)"
+                    "\r\n",
+                    version, build_date, PROGRAM_VERSION, PROGRAM_BUILD_DATE);
     message_add(session, header, length);
 }
 

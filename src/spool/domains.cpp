@@ -48,8 +48,8 @@ void read_domains(std::string_view text)
         const size_t feed = text.find('\n');
         const size_t line = feed == std::string_view::npos ? text.size() : feed + 1;
         const size_t length = std::min(line, LINE_PIECE);
-        const bool reached_end = length == text.size() && length < LINE_PIECE &&
-                                 text.back() != '\n';
+        const bool reached_end =
+            length == text.size() && length < LINE_PIECE && text.back() != '\n';
         add_entry(text.substr(0, length));
         text.remove_prefix(length);
         if (reached_end) {

@@ -33,7 +33,8 @@ std::string lower_case_of(const char *text)
     return lower;
 }
 
-// The section's address: FULLEMAIL, or ID where that is empty. Empty behind the last user.
+// The section's address: FULLEMAIL, or ID where that is empty. Empty behind the last
+// user.
 void read_user(const char *section, const char *path, char *address)
 {
     profile_text(section, "FULLEMAIL", "", address, VALUE_SIZE, path);
@@ -55,8 +56,7 @@ void read_users(const char *path)
         }
         const bool active = profile_int(section, "USERACTIVE", 0, path) != 0;
         // The first of equal addresses counts.
-        table.users.emplace(lower_case_of(address),
-                            active ? USER_ACTIVE : USER_INACTIVE);
+        table.users.emplace(lower_case_of(address), active ? USER_ACTIVE : USER_INACTIVE);
     }
 }
 

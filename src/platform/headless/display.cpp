@@ -48,8 +48,8 @@ void display_stop()
 void display_wait(int milliseconds)
 {
     if (!standard_output_write()) {
-        milliseconds = milliseconds < 0 ? OUTPUT_RETRY
-                                        : std::min(milliseconds, OUTPUT_RETRY);
+        milliseconds =
+            milliseconds < 0 ? OUTPUT_RETRY : std::min(milliseconds, OUTPUT_RETRY);
     }
     events_wait(milliseconds);
 }
@@ -64,9 +64,7 @@ int display_screen_height()
     return SCREEN_HEIGHT;
 }
 
-void display_waiting_cursor(bool)
-{
-}
+void display_waiting_cursor(bool) {}
 
 int display_base_unit_x()
 {
@@ -84,50 +82,30 @@ void display_frame_size(const Window &dialog, int *width, int *height)
     *height = 2 * FRAME + CAPTION_HEIGHT + (dialog.menu_bar.empty() ? 0 : MENU_HEIGHT);
 }
 
-void display_created(Window &)
-{
-}
+void display_created(Window &) {}
 
-void display_destroyed(Window &)
-{
-}
+void display_destroyed(Window &) {}
 
-void display_shown_changed(Window &)
-{
-}
+void display_shown_changed(Window &) {}
 
-void display_moved(Window &)
-{
-}
+void display_moved(Window &) {}
 
-void display_topmost_changed(Window &)
-{
-}
+void display_topmost_changed(Window &) {}
 
-void display_text_changed(Window &)
-{
-}
+void display_text_changed(Window &) {}
 
-void display_icon_changed(Window &)
-{
-}
+void display_icon_changed(Window &) {}
 
-void display_to_front(Window &)
-{
-}
+void display_to_front(Window &) {}
 
-void display_repaint(Window &)
-{
-}
+void display_repaint(Window &) {}
 
-void display_menu_text_changed(Menu &, int)
-{
-}
+void display_menu_text_changed(Menu &, int) {}
 
 bool display_modal_changed(Window &dialog, bool running)
 {
-    return !running || (headless_operator.dialog != nullptr &&
-                        headless_operator.dialog(dialog));
+    return !running ||
+           (headless_operator.dialog != nullptr && headless_operator.dialog(dialog));
 }
 
 void display_list_appended(Window &list)
@@ -135,17 +113,11 @@ void display_list_appended(Window &list)
     standard_output_line(list_entry(&list, list_count(&list) - 1));
 }
 
-void display_list_removed(Window &)
-{
-}
+void display_list_removed(Window &) {}
 
-void display_list_scrolled(Window &)
-{
-}
+void display_list_scrolled(Window &) {}
 
-void display_list_extent_changed(Window &)
-{
-}
+void display_list_extent_changed(Window &) {}
 
 int display_list_entry_height(const Window &)
 {
@@ -204,26 +176,18 @@ DeviceContext *display_context(Window &window)
     return reinterpret_cast<DeviceContext *>(&window);
 }
 
-void display_context_release(DeviceContext *)
-{
-}
+void display_context_release(DeviceContext *) {}
 
 int display_text_width(DeviceContext *, const char *text)
 {
     return static_cast<int>(strlen(text)) * CHARACTER_WIDTH;
 }
 
-void display_draw_line(DeviceContext *, const int (*)[2], int, Colour)
-{
-}
+void display_draw_line(DeviceContext *, const int (*)[2], int, Colour) {}
 
-void display_draw_text(DeviceContext *, int, int, const char *, int)
-{
-}
+void display_draw_text(DeviceContext *, int, int, const char *, int) {}
 
-void display_draw_push_button(DeviceContext *, const Rect &, bool)
-{
-}
+void display_draw_push_button(DeviceContext *, const Rect &, bool) {}
 
 int display_draw_picture(DeviceContext *, int, int, int)
 {

@@ -20,7 +20,8 @@ std::string waiting;
 size_t written; // bytes of `waiting` that are out
 bool gone;      // nobody reads any more
 
-// A file (or the null device) takes any amount; a pipe or terminal says how much it has room for.
+// A file (or the null device) takes any amount; a pipe or terminal says how much it has
+// room for.
 bool is_plain_file()
 {
     static const bool plain = [] {

@@ -173,8 +173,8 @@ int events_limit_wait(int milliseconds)
 void events_wait(int milliseconds)
 {
     batch_at = 0;
-    batch_size = std::max(
-        0, epoll_wait(epoll, batch, BATCH, events_limit_wait(milliseconds)));
+    batch_size =
+        std::max(0, epoll_wait(epoll, batch, BATCH, events_limit_wait(milliseconds)));
     look_after_rest();
 
     // The listening socket's event comes first.

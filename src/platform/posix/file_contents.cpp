@@ -23,10 +23,12 @@ struct Entry {
     uint64_t event = 0;
     bool there = false;
     std::string name; // as it stands on disk
-    struct stat status {};
-    bool settled = false;   // read long enough after its last change
-    std::string directory;  // of a file that is missing, where it was looked for
-    struct stat searched {}; // that directory then; trusted under the same rule
+    struct stat status {
+    };
+    bool settled = false;  // read long enough after its last change
+    std::string directory; // of a file that is missing, where it was looked for
+    struct stat searched {
+    }; // that directory then; trusted under the same rule
     std::string bytes;
     uint64_t version = 0;
 };

@@ -101,8 +101,7 @@ int open_any_case(const char *path, FileMode mode, bool may_use_spare)
         errno = ENOENT;
         return -1;
     }
-    return open_native(path_for_new_name(native).c_str(), flags | O_CREAT,
-                       may_use_spare);
+    return open_native(path_for_new_name(native).c_str(), flags | O_CREAT, may_use_spare);
 }
 
 // Bytes written; fewer than asked for when writing fails.

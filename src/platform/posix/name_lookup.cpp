@@ -21,8 +21,7 @@ bool exists(const std::string &path)
 
 // The directory's entry of that name in any letter case; the first in the order of
 // their bytes where several differ in case alone.
-bool find_entry(const std::string &directory, const std::string &name,
-                std::string *found)
+bool find_entry(const std::string &directory, const std::string &name, std::string *found)
 {
     DIR *entries = opendir(directory.empty() ? "." : directory.c_str());
     if (entries == nullptr) {

@@ -134,8 +134,8 @@ bool replace(const std::string &name, int old_file, const std::string &text)
 {
     struct stat status;
     const std::string beside = name + ".new";
-    const int file = open(beside.c_str(),
-                          O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
+    const int file =
+        open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (file < 0) {
         return false;
     }

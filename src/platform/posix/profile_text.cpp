@@ -169,11 +169,10 @@ std::string profile_with(std::string_view text, std::string_view section,
                          std::string_view key, std::string_view value)
 {
     const size_t newline = text.find('\n');
-    const bool bare = newline != std::string_view::npos &&
-                      (newline == 0 || text[newline - 1] != '\r');
+    const bool bare =
+        newline != std::string_view::npos && (newline == 0 || text[newline - 1] != '\r');
     const std::string ending = bare ? "\n" : "\r\n";
-    const std::string key_line =
-        std::string(key) + '=' + written_form(value) + ending;
+    const std::string key_line = std::string(key) + '=' + written_form(value) + ending;
 
     const Place place = find_place(text, section, key);
     std::string changed(text);

@@ -88,9 +88,7 @@ int sockets_start(int major, int minor, SocketLibrary *library)
     return 0;
 }
 
-void sockets_stop()
-{
-}
+void sockets_stop() {}
 
 int host_name_of_machine(char *name, int size)
 {
@@ -218,9 +216,8 @@ int socket_receive(Socket socket, void *bytes, size_t size)
         return static_cast<int>(count);
     }
     last_error = errno;
-    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR
-               ? SOCKET_WOULD_BLOCK
-               : SOCKET_FAILED;
+    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ? SOCKET_WOULD_BLOCK
+                                                                     : SOCKET_FAILED;
 }
 
 int socket_send(Socket socket, const void *bytes, size_t size)

@@ -76,8 +76,7 @@ Window *model_create_dialog(const DialogTemplate &layout, Window *owner,
     int frame_width = 0;
     int frame_height = 0;
     display_frame_size(*dialog, &frame_width, &frame_height);
-    dialog->place = {0, 0,
-                     scaled(layout.width, display_base_unit_x(), 4) + frame_width,
+    dialog->place = {0, 0, scaled(layout.width, display_base_unit_x(), 4) + frame_width,
                      scaled(layout.height, display_base_unit_y(), 8) + frame_height};
     display_created(*dialog);
     return dialog;
