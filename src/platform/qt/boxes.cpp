@@ -35,6 +35,12 @@ bool is_closed(void *context)
     return static_cast<const OpenPopup *>(context)->closed;
 }
 
+// The model looks whether to go on only after a message.
+void wake_model()
+{
+    post_message(nullptr, MESSAGE_EMPTY, 0, 0);
+}
+
 QMessageBox *make_box(Window *owner, const char *text, const char *caption,
                       unsigned style)
 {
@@ -80,6 +86,8 @@ int display_message_box(Window *owner, const char *text, const char *caption,
     }
     OpenBox open;
     open.box = make_box(owner, text, caption, style);
+    QObject::connect(open.box, &QDialog::finished, wake_model);
+    QObject::connect(open.box, &QObject::destroyed, wake_model);
     open.box->show();
     if ((style & (BOX_TOPMOST | BOX_SYSTEM_MODAL)) != 0) {
         keep_above_others(*open.box, true);
@@ -112,7 +120,10 @@ int display_track_popup(Menu &menu)
     for (const MenuItem &item : menu.items) {
         view.addAction(to_qt(item.text), [&open, id = item.id] { open.chosen = id; });
     }
-    QObject::connect(&view, &QMenu::aboutToHide, [&open] { open.closed = true; });
+    QObject::connect(&view, &QMenu::aboutToHide, [&open] {
+        open.closed = true;
+        wake_model();
+    });
     view.popup(QCursor::pos());
     model_run_until(is_closed, &open);
     return open.chosen;

@@ -130,13 +130,14 @@ void DialogView::move_to_record()
 
 void DialogView::show_in_place()
 {
-    if (isMinimized()) {
-        showNormal();
-    }
     if (!isVisible()) {
         move_to_record();
-        show();
     }
+    // Only now: taken back while the window is hidden, it would map the window.
+    if (isMinimized()) {
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+    }
+    show();
     keep_above_others(*this, dialog_.topmost);
 }
 
@@ -144,14 +145,11 @@ void DialogView::hide_away()
 {
     // Without an icon in the notification area the window manager's list of windows is
     // the only way back.
-    if (!tray_is_there() && !dialog_.modal) {
-        if (!isMinimized()) {
-            showMinimized();
-        }
-        return;
+    if (tray_is_there() || dialog_.modal) {
+        hide();
+    } else if (!isMinimized()) {
+        showMinimized();
     }
-    hide();
-    setWindowState(windowState() & ~Qt::WindowMinimized);
 }
 
 void DialogView::to_front()

@@ -36,7 +36,10 @@ bool display_shell_open(const char *path, const char *start_directory)
 {
     const QByteArray program =
         QStandardPaths::findExecutable(QString::fromLatin1(OPENER)).toLocal8Bit();
-    const std::string file = existing_path(path);
+    std::string file = existing_path(path);
+    if (file[0] != '/') { // programs that run already have another working directory
+        file = std::string(start_directory) + '/' + file;
+    }
     if (program.isEmpty() || access(file.c_str(), R_OK) != 0) {
         return false;
     }
