@@ -133,6 +133,14 @@ std::string Client::hears(int milliseconds)
     return line;
 }
 
+std::string Client::hears_rest(int milliseconds)
+{
+    while (fill(milliseconds)) {
+    }
+    EXPECT_TRUE(ended_) << "the server has not closed";
+    return std::exchange(heard_, {});
+}
+
 std::string Client::hears_within(int milliseconds)
 {
     const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
@@ -260,7 +268,7 @@ Client Installation::with_recipient(const std::string &address)
     return client;
 }
 
-std::vector<std::string> Installation::log_lines()
+std::vector<std::string> Installation::log_lines(const std::string &stamp_text)
 {
     static const std::regex stamp(R"(^\d\d [A-Z][a-z][a-z], \d{4} \d\d:\d\d:\d\d : )");
     const std::string log = content("LOGS/QLNSMTP.TXT");
@@ -270,7 +278,7 @@ std::vector<std::string> Installation::log_lines()
         if (!line.empty() && line.back() == '\r') {
             line.pop_back();
         }
-        lines.push_back(std::regex_replace(line, stamp, ""));
+        lines.push_back(std::regex_replace(line, stamp, stamp_text));
     }
     return lines;
 }
@@ -322,6 +330,13 @@ std::string Installation::spooled(const std::string &extension,
     }
     EXPECT_NE("", found) << "no " << extension;
     return content(below + "/" + found);
+}
+
+void Installation::empty_spool(const std::string &below) const
+{
+    for (const std::string &name : files(below)) {
+        fs::remove(path(below + "/" + name));
+    }
 }
 
 std::string Installation::text_of(const std::string &message) const

@@ -36,6 +36,8 @@ class Client
     {
         return says(line + "\r\n"), hears();
     }
+    // Everything up to the end, for a conversation that ends with the connection.
+    std::string hears_rest(int milliseconds = 5000);
     // Whatever comes within the time (for "nothing comes").
     std::string hears_within(int milliseconds);
     // The server has closed: everything has been read and the end was seen.
@@ -100,9 +102,9 @@ class Installation : public testing::Test
     // MAIL and RCPT are over, too.
     Client with_recipient(const std::string &address = "127.0.0.1");
 
-    // Log lines without their time stamps ("<time> SMTP: ..." reads "SMTP: ..."), those
-    // behind the last call of `forget_log`.
-    std::vector<std::string> log_lines();
+    // Log lines without their time stamps ("<time> SMTP: ..." reads "SMTP: ..."), or with
+    // another text in their place; those behind the last call of `forget_log`.
+    std::vector<std::string> log_lines(const std::string &stamp_text = "");
     // Waits until a log line holds the text; false after five seconds.
     bool logs(const std::string &text, int milliseconds = 5000);
     void forget_log();
@@ -114,6 +116,8 @@ class Installation : public testing::Test
     // Content of the only file with this extension.
     std::string spooled(const std::string &extension,
                         const std::string &below = "qlnemails") const;
+    // Takes the files away, as the fax server does.
+    void empty_spool(const std::string &below = "qlnemails") const;
     // A message file's text behind its three header lines.
     std::string text_of(const std::string &message) const;
 

@@ -66,6 +66,8 @@ void handle_data(ClientSession *session)
     }
     session->state = SESSION_DATA;
     session->lastActivity = tick_count();
+    // A chunk may bring DATA twice, or RSET behind it: the body begun before is dropped.
+    message_abandon(session);
     session->messageFile = file_open_for_long(session->spoolTemp);
     if (session->messageFile == NO_FILE) {
         message_cannot_be_stored(session, file_failure());
