@@ -32,11 +32,11 @@ sockaddr_in address_of(const std::string &text, int port)
     return address;
 }
 
-int connected(const std::string &from, int port)
+int connected(const std::string &from, const std::string &to, int port)
 {
     const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_in own = address_of(from, 0);
-    const sockaddr_in server = address_of("127.0.0.1", port);
+    const sockaddr_in server = address_of(to, port);
     if (bind(socket, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 ||
         connect(socket, reinterpret_cast<const sockaddr *>(&server), sizeof server) !=
             0) {
@@ -225,15 +225,21 @@ bool Installation::exists(const std::string &below) const
 
 void Installation::start(const std::vector<std::string> &prefix)
 {
-    process_ = run(directory_, prefix);
+    launch(prefix);
     int socket = -1;
-    for (int i = 0; i < 1000 && (socket = connected("127.0.0.1", port_)) < 0; i++) {
+    for (int i = 0; i < 1000 && socket < 0; i++) {
         pause_a_little();
+        socket = connected("127.0.0.1", "127.0.0.1", port_);
     }
     ASSERT_GE(socket, 0) << "the server does not serve: " << standard_error();
     Client(socket).hears();
     ASSERT_TRUE(logs("All active sessions closed"));
     forget_log();
+}
+
+void Installation::launch(const std::vector<std::string> &prefix)
+{
+    process_ = run(directory_, prefix);
 }
 
 int Installation::start_and_wait()
@@ -247,9 +253,9 @@ int Installation::stop(int signal)
     return ended(std::exchange(process_, -1));
 }
 
-Client Installation::connect_from(const std::string &address)
+Client Installation::connect_from(const std::string &address, const std::string &server)
 {
-    return Client(connected(address, port_));
+    return Client(connected(address, server, port_));
 }
 
 Client Installation::greeted(const std::string &address)

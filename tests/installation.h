@@ -78,6 +78,8 @@ class Installation : public testing::Test
     // Starts the server and waits until it serves. `prefix` runs before the program's
     // name, as in {"env", "TZ=Asia/Tokyo"}.
     void start(const std::vector<std::string> &prefix = {});
+    // Starts it and leaves it at that.
+    void launch(const std::vector<std::string> &prefix = {});
     // Starts it for a start that fails: its exit code.
     int start_and_wait();
     // Sends the signal and waits for the end: the exit code, -1 when it had to be killed.
@@ -95,8 +97,10 @@ class Installation : public testing::Test
         return content("../" + name_ + ".err");
     }
 
-    // From a loopback address. The greeting has not been read.
-    Client connect_from(const std::string &address = "127.0.0.1");
+    // From a loopback address. The greeting has not been read. Socket -1 when nobody
+    // listens there.
+    Client connect_from(const std::string &address = "127.0.0.1",
+                        const std::string &server = "127.0.0.1");
     // The greeting and HELO are over.
     Client greeted(const std::string &address = "127.0.0.1");
     // MAIL and RCPT are over, too.
