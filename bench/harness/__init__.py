@@ -1,0 +1,1 @@
+"""The pieces of the side-by-side benchmark; bench/run puts them together."""
