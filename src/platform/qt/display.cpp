@@ -10,6 +10,7 @@
 #include <QMenuBar>
 #include <QScreen>
 #include <QSocketNotifier>
+#include <QThread>
 #include <QTimer>
 
 #include <xcb/xcb.h>
@@ -28,6 +29,8 @@ QSocketNotifier *notifier; // socket events wait
 QTimer *alarm_clock;       // the end of a wait
 uint32_t alarm_due;
 bool connected;
+xcb_connection_t *screen; // null where it is no X server
+QtMessageHandler toolkit_says_first;
 bool waiting_cursor;
 
 // The session manager tells the program to quit; closing is the server's own work.
@@ -51,18 +54,25 @@ bool never(void *)
     return false;
 }
 
-// The toolkit ends the process when the screen's server goes away, as it does when a
-// session ends without a signal. The server is closed first; the calls that led here
-// never return.
-void screen_was_lost()
+// Nothing can be shown any more, as when a session ends without a signal: the server is
+// closed, and the calls that led here never return.
+[[noreturn]] void screen_was_lost()
 {
-    if (!connected) {
-        return;
-    }
     connected = false;
     model_close_request();
     model_run_until(never, nullptr);
     _exit(0);
+}
+
+// The toolkit ends the process when the screen's server goes away. It says so before,
+// which is the last moment at which the server can still be closed properly.
+void toolkit_says(QtMsgType type, const QMessageLogContext &where, const QString &text)
+{
+    toolkit_says_first(type, where, text);
+    if (connected && screen != nullptr && xcb_connection_has_error(screen) != 0 &&
+        QThread::currentThread() == application->thread()) {
+        screen_was_lost();
+    }
 }
 
 const char *environment(const char *name)
@@ -147,8 +157,12 @@ bool display_start(int, char **argv)
     alarm_clock = new QTimer;
     alarm_clock->setSingleShot(true);
     alarm_clock->setTimerType(Qt::PreciseTimer);
+    if (const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) {
+        screen = x11->connection();
+    }
     connected = true;
-    return std::atexit(screen_was_lost) == 0;
+    toolkit_says_first = qInstallMessageHandler(toolkit_says);
+    return true;
 }
 
 void display_stop()
