@@ -290,13 +290,13 @@ void read_banned_wildcard(AddressEntry *entry, std::string_view text)
     set_box(entry, bounds);
 }
 
-AddressEntry entry_of(const ListLine &line, EntryKind kind)
+// The kind follows from the characters that occur anywhere in the line.
+EntryKind kind_of(AddressList list, std::string_view text)
 {
-    AddressEntry entry = {};
-    entry.kind = kind;
-    entry.trouble = line.tooLong ? TROUBLE_LONG_LINE : TROUBLE_NONE;
-    entry.head = line.text;
-    return entry;
+    bool dash = contains(text, '-');
+    if (!contains(text, '*'))
+        return dash ? ENTRY_RANGE : ENTRY_FULL;
+    return dash && list == ACCEPTED_LIST ? ENTRY_WILDCARD_RANGE : ENTRY_WILDCARD;
 }
 
 } // namespace
@@ -316,54 +316,33 @@ bool read_address(std::string_view text, Octets *address)
     return true;
 }
 
-AddressEntry read_accepted_entry(const ListLine &line)
+void read_entry(AddressList list, const ListLine &line, AddressEntry *entry)
 {
-    bool asterisk = contains(line.text, '*');
-    bool dash = contains(line.text, '-');
+    *entry = {};
+    entry->kind = kind_of(list, line.text);
+    entry->head = line.text;
+    if (line.tooLong) {
+        entry->trouble = TROUBLE_LONG_LINE;
+        return;
+    }
 
-    AddressEntry entry =
-        entry_of(line, asterisk ? (dash ? ENTRY_WILDCARD_RANGE : ENTRY_WILDCARD)
-                                : (dash ? ENTRY_RANGE : ENTRY_FULL));
-    if (line.tooLong)
-        return entry;
-
-    switch (entry.kind) {
+    switch (entry->kind) {
     case ENTRY_FULL:
-        read_full(&entry, line.text);
+        read_full(entry, line.text);
         break;
     case ENTRY_RANGE:
-        read_range(&entry, line.text);
+        read_range(entry, line.text);
         break;
     case ENTRY_WILDCARD:
-        read_accepted_wildcard(&entry, line.text);
+        if (list == ACCEPTED_LIST)
+            read_accepted_wildcard(entry, line.text);
+        else
+            read_banned_wildcard(entry, line.text);
         break;
     case ENTRY_WILDCARD_RANGE:
-        read_wildcard_range(&entry, line.text);
+        read_wildcard_range(entry, line.text);
         break;
     }
-    return entry;
-}
-
-AddressEntry read_banned_entry(const ListLine &line)
-{
-    AddressEntry entry = entry_of(line, contains(line.text, '*')   ? ENTRY_WILDCARD
-                                        : contains(line.text, '-') ? ENTRY_RANGE
-                                                                   : ENTRY_FULL);
-    if (line.tooLong)
-        return entry;
-
-    switch (entry.kind) {
-    case ENTRY_FULL:
-        read_full(&entry, line.text);
-        break;
-    case ENTRY_RANGE:
-        read_range(&entry, line.text);
-        break;
-    default:
-        read_banned_wildcard(&entry, line.text);
-        break;
-    }
-    return entry;
 }
 
 void entry_text(const AddressEntry &entry, char (&text)[ENTRY_TEXT_SIZE])

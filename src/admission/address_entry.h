@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <string_view>
 
+enum AddressList { ACCEPTED_LIST, BANNED_LIST };
+
 using Octets = std::array<uint8_t, 4>;
 
 struct AddressBox {
@@ -58,11 +60,8 @@ struct AddressEntry {
 // Reads the text of a client's address. False when it is none.
 bool read_address(std::string_view text, Octets *address);
 
-// What the line (not empty, no comment) means in the accepted-address list.
-AddressEntry read_accepted_entry(const ListLine &line);
-
-// What the line (not empty) means in the banned-address list.
-AddressEntry read_banned_entry(const ListLine &line);
+// What the line (not empty, no comment) means in the list.
+void read_entry(AddressList list, const ListLine &line, AddressEntry *entry);
 
 // The entry's line as the log shows it, cut to what a line may hold.
 void entry_text(const AddressEntry &entry, char (&text)[ENTRY_TEXT_SIZE]);

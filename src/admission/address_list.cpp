@@ -55,11 +55,6 @@ bool is_comment(const ListScan &scan, std::string_view text)
     return scan.list == ACCEPTED_LIST && text.front() == ';';
 }
 
-AddressEntry read_entry(AddressList list, const ListLine &line)
-{
-    return list == ACCEPTED_LIST ? read_accepted_entry(line) : read_banned_entry(line);
-}
-
 ScanEnd ending_behind(AddressList list, const AddressEntry &entry)
 {
     if (entry.trouble == TROUBLE_MALFORMED)
@@ -103,7 +98,7 @@ bool next_entry(ListScan *scan, AddressEntry *entry)
         if (is_comment(*scan, line.text))
             continue;
 
-        *entry = read_entry(scan->list, line);
+        read_entry(scan->list, line, entry);
         scan->ending = ending_behind(scan->list, *entry);
         return true;
     }

@@ -7,8 +7,6 @@
 
 #include "admission/address_entry.h"
 
-enum AddressList { ACCEPTED_LIST, BANNED_LIST };
-
 // Why nothing more is read.
 enum ScanEnd {
     SCAN_GOES_ON,
