@@ -144,16 +144,18 @@ TEST(AddressLists, BannedEntriesMeanWhoTheyMean)
 TEST(AddressLists, EntriesBeyondTheLimitsMatchNobodyAndKeepTheirKind)
 {
     const std::string blanks(300, ' ');
-    const std::string next = "\r\n10.0.0.5\r\n";
+    auto found_behind = [](AddressList list, const std::string &entry) {
+        return entry_for(list, entry + "\r\n10.0.0.5\r\n", "10.0.0.5");
+    };
     for (AddressList list : {ACCEPTED_LIST, BANNED_LIST}) {
         for (const std::string &entry :
              {"10.0.0.1-" + blanks + "10.0.0.9", "10.0.0.5" + blanks, "-" + blanks,
               std::string("0010.0.0.1-10.0.0.9"), std::string("10.0.0.1-0010.0.0.9")})
-            EXPECT_EQ("10.0.0.5", entry_for(list, entry + next, "10.0.0.5")) << entry;
+            EXPECT_EQ("10.0.0.5", found_behind(list, entry)) << entry;
         EXPECT_EQ(list == ACCEPTED_LIST ? "-" : "10.0.0.5",
-                  entry_for(list, "10.0.0.*" + blanks + next, "10.0.0.5"));
+                  found_behind(list, "10.0.0.*" + blanks));
     }
-    EXPECT_EQ("10.0.0.5", entry_for(ACCEPTED_LIST, ';' + blanks + next, "10.0.0.5"));
+    EXPECT_EQ("10.0.0.5", found_behind(ACCEPTED_LIST, ";" + blanks));
 
     const char nul[] = "10.0.0.1\r\n\0\r\n10.0.0.5\r\n";
     EXPECT_EQ("-", entry_for(ACCEPTED_LIST, {nul, sizeof nul - 1}, "10.0.0.5"));

@@ -154,7 +154,7 @@ bool take_line(AddressList list, string *rest, string *line, bool *too_long)
         *rest = rest->substr(line->size());
         *too_long = line->size() > 255;
         *line = line->substr(0, line->find('\r'));
-        *line = line->c_str();
+        *line = line->substr(0, line->find('\0'));
     }
     return !line->empty();
 }
@@ -165,7 +165,7 @@ Answer plain_answer(AddressList list, string content, const string &address)
     string line;
     bool too_long = false;
     if (list == ACCEPTED_LIST)
-        content = content.c_str();
+        content = content.substr(0, content.find('\0'));
     while (take_line(list, &content, &line, &too_long)) {
         bool star = line.find('*') != string::npos;
         bool dash = line.find('-') != string::npos;
