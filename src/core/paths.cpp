@@ -6,7 +6,7 @@
 
 bool path_below(char *path, int size, const char *tail)
 {
-    char directory[PATH_SIZE];
+    char directory[DIRECTORY_SIZE];
     working_directory(directory, sizeof directory);
     const size_t length = strlen(directory);
     const bool ends = length > 0 && is_separator(directory[length - 1]);

@@ -2,7 +2,8 @@
 // of use. The server never creates a directory.
 #pragma once
 
-inline constexpr int PATH_SIZE = 260;
+inline constexpr int DIRECTORY_SIZE = 256; // the longest working directory, with its NUL
+inline constexpr int PATH_SIZE = DIRECTORY_SIZE + 64; // and any fixed path below it
 
 // The working directory, a separator unless it ends in one, and `tail`. False, with an
 // empty path, when that does not fit.

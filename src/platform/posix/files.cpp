@@ -49,7 +49,7 @@ int flags_of(FileMode mode)
     case FILE_READ:
         return O_RDONLY | O_NONBLOCK; // a pipe of that name must not hold us up
     case FILE_APPEND:
-        return O_WRONLY | O_APPEND;
+        return O_WRONLY | O_APPEND | O_NONBLOCK;
     case FILE_EMPTY:
         return O_RDWR | O_TRUNC;
     case FILE_NEW:
@@ -93,14 +93,15 @@ int open_any_case(const char *path, FileMode mode, bool may_use_spare)
     if ((flags & O_CREAT) != 0) {
         return open_native(path_for_own_name(native).c_str(), flags, may_use_spare);
     }
-    std::string found;
-    if (find_in_other_case(native, &found)) {
-        return open_native(found.c_str(), flags, may_use_spare);
-    }
     if (mode == FILE_READ) {
+        std::string found;
+        if (find_in_other_case(native, &found)) {
+            return open_native(found.c_str(), flags, may_use_spare);
+        }
         errno = ENOENT;
         return -1;
     }
+    // What is found may be a link to a file that is still to be made.
     return open_native(path_for_new_name(native).c_str(), flags | O_CREAT, may_use_spare);
 }
 
@@ -232,7 +233,7 @@ bool file_rename(const char *from, const char *to)
 
 bool file_replace_by(const char *target, const char *source)
 {
-    const std::string to = path_for_new_name(native_path(target));
+    const std::string to = behind_links(path_for_new_name(native_path(target)));
     const std::string from = existing_path(source);
 
     struct stat status;

@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 
 namespace
 {
@@ -102,4 +104,10 @@ std::string existing_path(const char *path)
         return found;
     }
     return native;
+}
+
+std::string behind_links(const std::string &path)
+{
+    char resolved[PATH_MAX];
+    return realpath(path.c_str(), resolved) != nullptr ? resolved : path;
 }

@@ -21,3 +21,7 @@ std::string path_for_own_name(const std::string &path);
 // The entry that the path names, as it stands on disk: the path itself where that exists
 // or nothing does.
 std::string existing_path(const char *path);
+
+// The file that the path leads to when links are followed; the path itself where there is
+// none yet.
+std::string behind_links(const std::string &path);

@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <unordered_map>
@@ -153,16 +152,6 @@ bool replace(const std::string &name, int old_file, const std::string &text)
     return done;
 }
 
-std::string name_on_disk(const char *path)
-{
-    std::string name = path_for_new_name(native_path(path));
-    char resolved[PATH_MAX];
-    if (realpath(name.c_str(), resolved) != nullptr) {
-        name = resolved; // a link stays a link
-    }
-    return name;
-}
-
 } // namespace
 
 int profile_int(const char *section, const char *key, int missing, const char *path)
@@ -202,13 +191,14 @@ int profile_text(const char *section, const char *key, const char *missing, char
 bool profile_write(const char *section, const char *key, const char *value,
                    const char *path)
 {
+    file_contents_look_again(); // another writer may have been here since the last read
     const FileContents contents = file_contents(path);
     if (contents.bytes != nullptr &&
         profile_has({contents.bytes, contents.size}, section, key, value)) {
         return true;
     }
 
-    const std::string name = name_on_disk(path);
+    const std::string name = behind_links(path_for_new_name(native_path(path)));
     const int file = open_locked(name);
     if (file < 0) {
         return false;
