@@ -14,7 +14,8 @@ namespace
 
 constexpr int PORT_TEXT_SIZE = 256;
 
-// The address the server would choose (core/listener.cpp), and the text of IPADDR if that decides it.
+// The address the server would choose (core/listener.cpp), and the text of IPADDR if that
+// decides it.
 uint32_t listening_address(char (&chosen)[ADDRESS_TEXT_SIZE])
 {
     chosen[0] = '\0';
