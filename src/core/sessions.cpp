@@ -3,6 +3,7 @@
 #include "core/session.h"
 
 #include "platform/clock.h"
+#include "platform/memory.h"
 
 #include <cstdlib>
 #include <new>
@@ -68,6 +69,9 @@ void sessions_init()
 
 ClientSession *session_alloc()
 {
+    if (memory_is_short()) {
+        return nullptr; // what is left belongs to those who are here
+    }
     ClientSession *session = spare.head;
     if (session != nullptr) {
         unlink(spare, session);

@@ -92,11 +92,17 @@ bool is_banned(ClientSession *session)
 
 void accept_client(Socket listener)
 {
+    static bool out_of_memory; // logged once, however long it lasts
     ClientSession *session = session_alloc();
     if (session == nullptr) {
-        log_stamped("SMTP: Out of memory");
+        if (!out_of_memory) {
+            log_stamped("SMTP: Out of memory");
+        }
+        out_of_memory = true;
+        socket_rest(listener);
         return;
     }
+    out_of_memory = false;
     const Socket socket =
         socket_accept(listener, session->peerText, sizeof session->peerText);
     if (socket == NO_SOCKET) {

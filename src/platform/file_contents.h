@@ -16,7 +16,9 @@ struct FileContents {
 };
 
 // The file as it is now. No bytes (null) when it is missing, not a plain file, or
-// cannot be read; its version then is another than that of any content.
+// not for this user; its version then is another than that of any content. While it
+// cannot be read for another reason (no descriptor, no memory, a disk or share that does
+// not answer) it counts as it was.
 FileContents file_contents(const char *path);
 
 // The next use of every file looks at the directory entry again. Called when an

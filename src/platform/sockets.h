@@ -72,6 +72,10 @@ bool socket_listen(Socket socket, int backlog);
 // again.
 Socket socket_accept(Socket listener, char *text, int size);
 
+// The listening socket reports nothing for a short time, or until a connection is closed:
+// whoever waits cannot be served at the moment.
+void socket_rest(Socket listener);
+
 // Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED.
 int socket_receive(Socket socket, void *bytes, size_t size);
 

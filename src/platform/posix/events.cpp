@@ -1,6 +1,7 @@
 #include "platform/posix/events.h"
 
 #include "platform/clock.h"
+#include "platform/posix/memory_reserve.h"
 #include "platform/posix/spare_descriptors.h"
 #include "platform/sockets.h"
 #include "platform/windows.h"
@@ -129,6 +130,7 @@ bool events_start()
         setrlimit(RLIMIT_NOFILE, &files);
     }
     spare_descriptors_refill();
+    memory_reserve_refill();
 
     signal(SIGPIPE, SIG_IGN);
     sigemptyset(&blocked);
@@ -178,6 +180,7 @@ void events_wait(int milliseconds)
     look_after_rest();
 
     // The listening socket's event comes first.
+    memory_reserve_refill();
     for (int i = 1; i < batch_size; i++) {
         const auto socket = static_cast<uint32_t>(batch[i].data.u64);
         if (watches[socket].listening) {

@@ -6,7 +6,9 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <ctime>
+#include <new>
 #include <string>
 #include <unordered_map>
 
@@ -102,20 +104,35 @@ bool look(const char *path, Entry *entry, struct stat *status)
     return false;
 }
 
-bool read_whole(const std::string &name, std::string *bytes)
+enum Reading { READ_WHOLE, CANNOT_BE_READ, CANNOT_BE_READ_NOW };
+
+// A file that is not there or not for us, or a shortage or fault that will pass.
+Reading failed_reading()
+{
+    const bool lasts = errno == ENOENT || errno == ENOTDIR || errno == EACCES ||
+                       errno == EPERM || errno == ELOOP;
+    return lasts ? CANNOT_BE_READ : CANNOT_BE_READ_NOW;
+}
+
+Reading read_whole(const std::string &name, std::string *bytes)
 {
     const FileHandle file = file_open(name.c_str(), FILE_READ);
     if (file == NO_FILE) {
-        return false;
+        return failed_reading();
     }
     static char piece[65536];
     int64_t count = 0;
-    bytes->clear();
-    while ((count = file_read(file, piece, sizeof piece)) > 0) {
-        bytes->append(piece, static_cast<size_t>(count));
+    try {
+        while ((count = file_read(file, piece, sizeof piece)) > 0) {
+            bytes->append(piece, static_cast<size_t>(count));
+        }
+    } catch (const std::bad_alloc &) {
+        errno = ENOMEM;
+        count = -1;
     }
+    const Reading reading = count == 0 ? READ_WHOLE : failed_reading();
     file_close(file);
-    return count == 0;
+    return reading;
 }
 
 void set_content(Entry *entry, bool there, std::string bytes)
@@ -143,10 +160,16 @@ void bring_up_to_date(const char *path, Entry *entry)
     // The status is the one from before the read: a change during it shows later.
     const bool settled = is_settled(status);
     std::string bytes;
-    const bool there = read_whole(entry->name, &bytes);
+    const Reading reading = read_whole(entry->name, &bytes);
+    if (reading == CANNOT_BE_READ_NOW && entry->version != 0) {
+        // What the file held counts on: without its settings the server would let in
+        // whom it is to refuse.
+        entry->settled = false;
+        return;
+    }
     entry->status = status;
-    entry->settled = there && settled;
-    set_content(entry, there, std::move(bytes));
+    entry->settled = reading == READ_WHOLE && settled;
+    set_content(entry, reading == READ_WHOLE, std::move(bytes));
 }
 
 } // namespace

@@ -209,6 +209,11 @@ Socket socket_accept(Socket listener, char *text, int size)
     return socket;
 }
 
+void socket_rest(Socket listener)
+{
+    events_rest(listener);
+}
+
 int socket_receive(Socket socket, void *bytes, size_t size)
 {
     const ssize_t count = recv(socket, bytes, size, 0);
