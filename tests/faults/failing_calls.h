@@ -1,0 +1,29 @@
+// The page that a test shares with a server whose system calls are to fail.
+#pragma once
+
+#include <atomic>
+
+enum FailingCall {
+    CALL_OPEN,
+    CALL_WRITE,
+    CALL_CLOSE,
+    CALL_RENAME,
+    CALL_UNLINK,
+    CALL_SYNC,
+    CALL_SEND,
+    CALL_RECV,
+    CALL_ACCEPT,
+    CALL_WATCH, // epoll_ctl
+    CALL_MEMORY,
+    CALL_KINDS
+};
+
+struct FaultPage {
+    std::atomic<int> kind;   // the kind that fails, counted from when it was armed
+    std::atomic<int> nth;    // the call that fails, 1 for the next; 0: none
+    std::atomic<int> error;  // its errno
+    std::atomic<bool> half;  // a write or send takes half of the bytes first
+    std::atomic<bool> lasts; // and so does every call behind it
+    std::atomic<int> calls[CALL_KINDS];
+    std::atomic<long> blocks; // of memory that have not been given back
+};

@@ -1,0 +1,248 @@
+// Every system call on the road of a message fails once, one after the other: no message
+// is promised that is not in the spool whole, nobody is let through who would not be, and
+// the next client finds the server as it was.
+
+#include "faults/failing_calls.h"
+#include "installation.h"
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <sys/mman.h>
+#include <sys/resource.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+constexpr char TEXT[] = "Subject: fault\r\n\r\nfirst\r\nlast\r\n";
+constexpr char SENDER[] = "MAIL FROM: <anna@firm.example>\r\n";
+constexpr char RECIPIENT[] = "RCPT TO: <fax@firm.example>\r\n";
+
+struct Fault {
+    const char *name;
+    FailingCall call;
+    int error;
+    bool half;
+};
+
+constexpr Fault FAULTS_OF_A_MESSAGE[] = {
+    {"open", CALL_OPEN, EIO, false},
+    {"open: descriptors", CALL_OPEN, EMFILE, false},
+    {"write", CALL_WRITE, EIO, false},
+    {"write: disk full", CALL_WRITE, ENOSPC, true},
+    {"close", CALL_CLOSE, EDQUOT, false},
+    {"rename", CALL_RENAME, EACCES, false},
+    {"unlink", CALL_UNLINK, EROFS, false},
+    {"sync", CALL_SYNC, EIO, false},
+    {"send", CALL_SEND, ECONNRESET, false},
+    {"send: short", CALL_SEND, EAGAIN, true},
+    {"recv", CALL_RECV, ECONNRESET, false},
+    {"accept", CALL_ACCEPT, ECONNABORTED, false},
+    {"watch", CALL_WATCH, ENOSPC, false},
+    {"memory", CALL_MEMORY, ENOMEM, false},
+};
+
+struct Toggles {
+    const char *lines;
+    bool may_pass; // a client of these manners is to get its message through
+    bool authenticates;
+    const char *address;
+    const char *domain;
+};
+
+constexpr Toggles SETTINGS[] = {
+    {"", true, false, "127.0.0.1", "firm"},
+    {"FULLDETAIL=1\nUSEDOMAINS=1\nSMTPAUTHENTICATION=1\nACCEPTVALIDADDRESSONLY=1\n"
+     "SMTPIPBLOCK=1\nSYNCSPOOL=1\n[SMTPSRV]\nSHOWAUTHENTICATEDETAILS=1\n",
+     true, true, "127.0.0.1", "firm"},
+    {"FULLDETAIL=1\nLOGONLY=1\nSYNCSPOOL=1\n", true, false, "127.0.0.1", "firm"},
+    {"SMTPAUTHENTICATION=1\n", false, false, "127.0.0.1", "firm"},
+    {"ACCEPTVALIDADDRESSONLY=1\n", false, false, "127.0.0.7", "firm"},
+    {"SMTPIPBLOCK=1\n", false, false, "127.0.0.9", "firm"},
+    {"USEDOMAINS=1\n", false, false, "127.0.0.1", "other"},
+};
+
+} // namespace
+
+class Faults : public Installation
+{
+  protected:
+    Faults()
+    {
+        put("DATA/RAW/DOMAIN.DAT", "firm.example,all\r\n");
+        put("DATA/RAW/VALIDIPADDRESSES.TXT", "127.0.0.1\r\n");
+        put("DATA/RAW/BADSMTPIPADDRESS.TXT", "127.0.0.9\r\n");
+        put("faults.page", std::string(sizeof(FaultPage), '\0'));
+        const int file = open(path("faults.page").c_str(), O_RDWR);
+        page_ = static_cast<FaultPage *>(mmap(
+            nullptr, sizeof(FaultPage), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+        close(file);
+    }
+    ~Faults() override
+    {
+        munmap(page_, sizeof(FaultPage));
+    }
+
+    void start_with_page()
+    {
+        start({"env", "FAULT_PAGE=" + path("faults.page"),
+               "LD_PRELOAD=" FAULTS_BEFORE FAULTS_LIBRARY});
+        settled_ = descriptors();
+    }
+
+    void arm(const Fault &fault, int nth, bool lasts = false)
+    {
+        page_->kind = fault.call;
+        page_->error = fault.error;
+        page_->half = fault.half;
+        page_->lasts = lasts;
+        page_->nth = nth;
+    }
+
+    size_t descriptors() const
+    {
+        const fs::directory_iterator all("/proc/" + std::to_string(process()) + "/fd");
+        return static_cast<size_t>(std::distance(begin(all), end(all)));
+    }
+
+    // The session has ended, and what it held is given back.
+    void expect_settled()
+    {
+        bool settled = false;
+        for (int i = 0; i < 2000 && !settled; i++) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(i > 0 ? 1 : 0));
+            settled = descriptors() == settled_;
+        }
+        EXPECT_TRUE(settled) << descriptors() << " descriptors, not " << settled_;
+    }
+
+    // And it is the only one.
+    void expect_next_is_served()
+    {
+        Client next = connect_from("127.0.0.1");
+        EXPECT_EQ("220 ", next.hears().substr(0, 4));
+        next.asks("QUIT");
+        EXPECT_TRUE(next.is_closed());
+        expect_settled();
+        EXPECT_FALSE(logs("connections", 0));
+    }
+
+    // A client that goes on as long as it is answered with success. Whether the message
+    // was promised.
+    bool delivers(const Toggles &toggles)
+    {
+        Client client = connect_from(toggles.address);
+        const std::string domain = toggles.domain + std::string(".example>");
+        std::vector<std::string> lines = {"HELO pc", "MAIL FROM:<anna@" + domain,
+                                          "RCPT TO:<fax@" + domain, "DATA"};
+        if (toggles.authenticates) {
+            lines.insert(lines.begin() + 1, "AUTH LOGIN");
+        }
+        if (!client.hears(300).starts_with("220 ")) {
+            return false;
+        }
+        for (const std::string &line : lines) {
+            client.says(line + "\r\n");
+            const std::string reply = client.hears(300);
+            if (!reply.ends_with("\n") || (reply[0] != '2' && reply[0] != '3')) {
+                return false;
+            }
+        }
+        client.says("Subject: fault\r\n");
+        client.says("\r\nfirst\r\nlast\r\n");
+        client.says(".\r\n");
+        const bool promised = client.hears(300) == "250 OK\r\n";
+        client.says("QUIT\r\n");
+        client.is_closed(300);
+        return promised;
+    }
+
+    // Empties the spool; how many whole messages it held. Nothing else may stand under
+    // a name that the fax server takes.
+    int whole_messages()
+    {
+        int count = 0;
+        for (const auto &entry : fs::recursive_directory_iterator(path("."))) {
+            if (entry.path().extension() != ".txt") {
+                continue;
+            }
+            fs::path envelope = entry.path();
+            EXPECT_EQ(TEXT, text_of(slurp(entry.path())));
+            EXPECT_EQ(std::string(SENDER) + RECIPIENT,
+                      slurp(envelope.replace_extension(".env")));
+            fs::remove(envelope);
+            fs::remove(entry.path());
+            count++;
+        }
+        return count;
+    }
+
+    // A message that could not be stored is accounted for, at least by its client's end.
+    bool log_tells_why()
+    {
+        for (const char *why :
+             {"could not be", "FATAL ERROR", "Out of memory", "Connection broken"}) {
+            if (logs(why, 0)) {
+                return true;
+            }
+        }
+        return logs("disconnected", 1000);
+    }
+
+    // What may be left of a transaction: what could not be deleted, and the body that
+    // could not be handed over, which the log names.
+    void expect_leftovers_of(const Fault &fault)
+    {
+        for (const std::string &name : files()) {
+            EXPECT_TRUE(fault.call == CALL_UNLINK ||
+                        (fault.call == CALL_RENAME && logs("is kept in")))
+                << name;
+            fs::remove(path("qlnemails/" + name));
+        }
+        EXPECT_TRUE(files("pending").empty() && files("mailin").empty());
+    }
+
+    FaultPage *page_;
+    size_t settled_ = 0;
+};
+
+TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
+{
+    start_with_page();
+    long blocks = 0; // once every kind of message has passed and the log list is full
+    for (const Toggles &toggles : SETTINGS) {
+        settings(toggles.lines);
+        for (const Fault &fault : FAULTS_OF_A_MESSAGE) {
+            const int before = page_->calls[fault.call];
+            EXPECT_EQ(toggles.may_pass, delivers(toggles));
+            expect_settled();
+            EXPECT_EQ(toggles.may_pass ? 1 : 0, whole_messages());
+            const int calls = page_->calls[fault.call] - before;
+            for (int nth = 1; nth <= calls; nth++) {
+                SCOPED_TRACE(std::string(fault.name) + " no. " + std::to_string(nth) +
+                             " with " + toggles.lines);
+                forget_log();
+                arm(fault, nth);
+                const bool promised = delivers(toggles);
+                expect_settled();
+                page_->nth = 0;
+                expect_next_is_served();
+                const int messages = whole_messages();
+                EXPECT_LE(promised ? 1 : 0, messages);
+                EXPECT_LE(messages, toggles.may_pass ? 1 : 0);
+                EXPECT_TRUE(promised || !toggles.may_pass || log_tells_why());
+                expect_leftovers_of(fault);
+            }
+        }
+        blocks = blocks == 0 && !toggles.may_pass ? page_->blocks.load() : blocks;
+    }
+    EXPECT_NEAR(static_cast<double>(blocks), static_cast<double>(page_->blocks), 20);
+}
