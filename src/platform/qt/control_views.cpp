@@ -4,6 +4,7 @@
 #include "platform/qt/list_view.h"
 #include "platform/qt/pictures.h"
 #include "platform/qt/text.h"
+#include "platform/qt/thin_frame.h"
 #include "platform/windows/display.h"
 
 #include <QLabel>
@@ -67,8 +68,9 @@ class PictureView : public QWidget
         QPainter painter(this);
         const QPixmap pixmap = picture(control_.control->picture, devicePixelRatioF());
         QRectF place(QPointF(), pixmap.deviceIndependentSize());
+        place.moveLeft((width() - place.width()) / 2);
         if (has_style(control_, STYLE_CENTRED)) {
-            place.moveCenter(QRectF(rect()).center());
+            place.moveTop((height() - place.height()) / 2);
         }
         painter.drawPixmap(place.topLeft().toPoint(), pixmap);
         if (has_style(control_, STYLE_SUNKEN)) {
@@ -79,13 +81,12 @@ class PictureView : public QWidget
   private:
     void draw_sunken_edge(QPainter &painter)
     {
-        const QRect edge = rect().adjusted(0, 0, -1, -1);
-        painter.setPen(palette().color(QPalette::Mid));
-        painter.drawLine(edge.topLeft(), edge.topRight());
-        painter.drawLine(edge.topLeft(), edge.bottomLeft());
-        painter.setPen(palette().color(QPalette::Light));
-        painter.drawLine(edge.topRight(), edge.bottomRight());
-        painter.drawLine(edge.bottomLeft(), edge.bottomRight());
+        constexpr QColor shade(0, 0, 0, 90);
+        constexpr QColor light(255, 255, 255, 90);
+        painter.fillRect(0, 0, width(), 1, shade);
+        painter.fillRect(0, 1, 1, height() - 1, shade);
+        painter.fillRect(width() - 1, 1, 1, height() - 1, light);
+        painter.fillRect(1, height() - 1, width() - 2, 1, light);
     }
 
     const Window &control_;
@@ -116,8 +117,10 @@ QWidget *make_label(const Window &control, QWidget *parent)
         (sunken || has_style(control, STYLE_CENTRED_VERTICALLY) ? Qt::AlignVCenter
                                                                 : Qt::AlignTop));
     if (sunken) {
-        label->setFrameStyle(static_cast<int>(QFrame::StyledPanel) |
-                             static_cast<int>(QFrame::Sunken));
+        const QRect place = place_of(control);
+        auto *frame = new QFrame(label);
+        frame->resize(place.size());
+        set_thin_frame(*frame);
     }
     return label;
 }

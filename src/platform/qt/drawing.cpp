@@ -10,6 +10,7 @@
 #include <QStyle>
 #include <QStyleOptionButton>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -48,10 +49,9 @@ class CharacterWidths
     std::array<double, 127> widths_{};
 };
 
-QPen cosmetic_pen(Colour colour)
+QColor qt_colour(Colour colour)
 {
-    return {QColor(colour.red, colour.green, colour.blue), 1, Qt::SolidLine,
-            Qt::SquareCap, Qt::MiterJoin};
+    return {colour.red, colour.green, colour.blue};
 }
 
 } // namespace
@@ -79,12 +79,20 @@ void display_draw_line(DeviceContext *context, const int (*points)[2], int count
     if (context->painter == nullptr) {
         return;
     }
-    QPolygon line;
-    for (int i = 0; i < count; i++) {
-        line << QPoint(points[i][0], points[i][1]);
+    QPainter &painter = *context->painter;
+    for (int i = 1; i < count; i++) {
+        const QPoint from(points[i - 1][0], points[i - 1][1]);
+        const QPoint to(points[i][0], points[i][1]);
+        if (from.x() == to.x() || from.y() == to.y()) {
+            // Whole pixels at every scale, which a pen would straddle.
+            const QPoint first(std::min(from.x(), to.x()), std::min(from.y(), to.y()));
+            const QPoint last(std::max(from.x(), to.x()), std::max(from.y(), to.y()));
+            painter.fillRect(QRect(first, last), qt_colour(colour));
+        } else {
+            painter.setPen(qt_colour(colour));
+            painter.drawLine(from, to);
+        }
     }
-    context->painter->setPen(cosmetic_pen(colour));
-    context->painter->drawPolyline(line);
 }
 
 void display_draw_text(DeviceContext *context, int x, int y, const char *text, int length)

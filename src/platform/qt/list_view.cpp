@@ -1,6 +1,7 @@
 #include "platform/qt/list_view.h"
 
 #include "platform/qt/text.h"
+#include "platform/qt/thin_frame.h"
 #include "platform/windows/display.h"
 
 #include <QPainter>
@@ -21,6 +22,7 @@ constexpr int MARGIN = 4;          // pixels left and right of an entry
 ListView::ListView(Window &list, QWidget *parent)
     : QAbstractScrollArea(parent), list_(list)
 {
+    set_thin_frame(*this);
     viewport()->setBackgroundRole(QPalette::Base);
     viewport()->setAutoFillBackground(true);
     setAccessibleName(QStringLiteral("Activity log"));
