@@ -40,6 +40,19 @@ std::string copies(size_t count, char c)
 class Dialogue : public Installation
 {
   protected:
+    // The log as it stands, but for times ("@") and the names of the installation ("DIR")
+    // and of spool files ("NAME").
+    std::string log_text()
+    {
+        std::string text;
+        for (const std::string &line : log_lines("@ ")) {
+            text += line + "\n";
+        }
+        const std::string directory = path("").substr(0, path("").size() - 1);
+        text = std::regex_replace(text, std::regex(directory), "DIR");
+        return std::regex_replace(text, std::regex("[0-9a-f]{18}"), "NAME");
+    }
+
     size_t open_descriptors() const
     {
         const std::string list = "/proc/" + std::to_string(process()) + "/fd";
@@ -47,22 +60,6 @@ class Dialogue : public Installation
             std::distance(std::filesystem::directory_iterator(list), {}));
     }
 };
-
-TEST_F(Dialogue, AWholeMessageIsSpooledWithItsEnvelope)
-{
-    start();
-    Client client = with_recipient();
-    EXPECT_EQ(START_MAIL, client.asks("DATA"));
-    EXPECT_EQ(OK, client.asks("Subject: x\r\n\r\nbare\n..dot\r\n."));
-    EXPECT_EQ(GOODBYE, client.asks("QUIT"));
-    EXPECT_TRUE(client.is_closed());
-
-    EXPECT_EQ("MAIL FROM: <anna@firm.example>\r\nRCPT TO: <fax@firm.example>\r\n",
-              spooled(".env"));
-    EXPECT_EQ("Subject: x\r\n\r\nbare\r\n..dot\r\n", text_of(spooled(".txt")));
-    EXPECT_EQ(2U, files().size());
-    all_closed();
-}
 
 TEST_F(Dialogue, HeloIsWaitedFor)
 {
@@ -118,15 +115,19 @@ TEST_F(Dialogue, EveryLineOfAChunkIsACommand)
                   UNRECOGNIZED + UNRECOGNIZED + "550 No such user here\r\n" + GOODBYE,
               client.hears_rest());
     all_closed();
-    const std::string bad_mail = "@ SMTP: [127.0.0.1] Received bad MAIL FROM command";
-    const std::string bad_rcpt = "@ SMTP: 1 - [127.0.0.1] Received bad RCPT TO command";
-    EXPECT_EQ(
-        (Lines{"@ SMTP: [127.0.0.1] Verify from client - REFUSED",
-               "@ SMTP: TURN command from client - REFUSED", bad_mail, bad_mail, bad_mail,
-               bad_rcpt, bad_rcpt, "@ SMTP: 5 - [127.0.0.1] Received bad RCPT TO command",
-               "@ SMTP: [127.0.0.1] disconnected",
-               "@ SMTP: [127.0.0.1] All active sessions closed", "<>"}),
-        log_lines("@ "));
+    EXPECT_EQ(R"(@ SMTP: [127.0.0.1] Verify from client - REFUSED
+@ SMTP: TURN command from client - REFUSED
+@ SMTP: [127.0.0.1] Received bad MAIL FROM command
+@ SMTP: [127.0.0.1] Received bad MAIL FROM command
+@ SMTP: [127.0.0.1] Received bad MAIL FROM command
+@ SMTP: 1 - [127.0.0.1] Received bad RCPT TO command
+@ SMTP: 1 - [127.0.0.1] Received bad RCPT TO command
+@ SMTP: 5 - [127.0.0.1] Received bad RCPT TO command
+@ SMTP: [127.0.0.1] disconnected
+@ SMTP: [127.0.0.1] All active sessions closed
+<>
+)",
+              log_text());
 }
 
 TEST_F(Dialogue, LongLinesAreCutAndLongAddressesRefused)
@@ -159,54 +160,45 @@ TEST_F(Dialogue, FullDetailTellsEveryStep)
     start();
     Client client = greeted();
     forget_log();
-    client.asks("MAIL FROM:<Anna@Firm.Example>");
-    client.asks("RCPT TO:bob@other.example");
-    client.asks("DATA");
-    client.asks("text\r\n.");
-    const std::string directory = path("").substr(0, path("").size() - 1);
-    const std::string first = directory + "\\qlnemails\\" + files()[0].substr(0, 18);
-
-    client.asks("RCPT TO:<anna@firm.example>");
-    client.asks("DATA");
-    const std::string second =
-        directory + "\\pending\\" + files("pending")[0].substr(0, 18);
+    for (const char *line :
+         {"MAIL FROM:<Anna@Firm.Example>", "RCPT TO:bob@other.example", "DATA",
+          "text\r\n.", "RCPT TO:<anna@firm.example>", "DATA"}) {
+        client.asks(line);
+    }
     client.leaves();
     all_closed();
-    const std::string deleted = "***DEBUG***  deleted file above in Disconnect";
-    EXPECT_EQ(
-        (Lines{"@ SMTP: [127.0.0.1] Mail From [<Anna@Firm.Example>]",
-               "@ ***DEBUG** - sender email address received [<Anna@Firm.Example>]",
-               "@ ***DEBUG** - Multiple domains are in use",
-               "@ ***DEBUG** - senders address is a local user",
-               "MAIL FROM: <Anna@Firm.Example>",
-               "@ SMTP: DOMAIN CHECKING - Sender domain [firm.example] ACCEPTED",
-               "==> [250 OK]",
-               "@ ***DEBUG** - recipient email address received [bob@other.example]",
-               "@ ***DEBUG** - Multiple domains are in use",
-               "RCPT TO: <bob@other.example>",
-               "@ ***DEBUG** - recipients address is not recognized as a local user",
-               "@ SMTP: [127.0.0.1] Internal mail arriving for UNKNOWN USER "
-               "bob@other.example",
-               "==> [250 OK]",
-               "@ ***DEBUG***  Opening file [" + first + ".tmp]",
-               "@ ***DEBUG***  Message file [" + first + ".tmp] closed ",
-               "@ ***DEBUG***  File renamed to [" + first +
-                   ".txt] and is now available to Quillon",
-               "@ ***DEBUG** - recipient email address received [anna@firm.example]",
-               "@ ***DEBUG** - Multiple domains are in use",
-               "RCPT TO: <anna@firm.example>",
-               "@ ***DEBUG** - recipients address identified as a local user",
-               "@ SMTP: [127.0.0.1] Internal mail arriving for anna@firm.example",
-               "==> [250 OK]",
-               "@ ***DEBUG***  Opening file [" + second + ".tmp]",
-               second + ".env",
-               deleted,
-               second + ".tmp",
-               deleted,
-               "@ SMTP: [127.0.0.1] disconnected",
-               "@ SMTP: [127.0.0.1] All active sessions closed",
-               "<>"}),
-        log_lines("@ "));
+    EXPECT_EQ(R"(@ SMTP: [127.0.0.1] Mail From [<Anna@Firm.Example>]
+@ ***DEBUG** - sender email address received [<Anna@Firm.Example>]
+@ ***DEBUG** - Multiple domains are in use
+@ ***DEBUG** - senders address is a local user
+MAIL FROM: <Anna@Firm.Example>
+@ SMTP: DOMAIN CHECKING - Sender domain [firm.example] ACCEPTED
+==> [250 OK]
+@ ***DEBUG** - recipient email address received [bob@other.example]
+@ ***DEBUG** - Multiple domains are in use
+RCPT TO: <bob@other.example>
+@ ***DEBUG** - recipients address is not recognized as a local user
+@ SMTP: [127.0.0.1] Internal mail arriving for UNKNOWN USER bob@other.example
+==> [250 OK]
+@ ***DEBUG***  Opening file [DIR\qlnemails\NAME.tmp]
+@ ***DEBUG***  Message file [DIR\qlnemails\NAME.tmp] closed 
+@ ***DEBUG***  File renamed to [DIR\qlnemails\NAME.txt] and is now available to Quillon
+@ ***DEBUG** - recipient email address received [anna@firm.example]
+@ ***DEBUG** - Multiple domains are in use
+RCPT TO: <anna@firm.example>
+@ ***DEBUG** - recipients address identified as a local user
+@ SMTP: [127.0.0.1] Internal mail arriving for anna@firm.example
+==> [250 OK]
+@ ***DEBUG***  Opening file [DIR\pending\NAME.tmp]
+DIR\pending\NAME.env
+***DEBUG***  deleted file above in Disconnect
+DIR\pending\NAME.tmp
+***DEBUG***  deleted file above in Disconnect
+@ SMTP: [127.0.0.1] disconnected
+@ SMTP: [127.0.0.1] All active sessions closed
+<>
+)",
+              log_text());
 }
 
 TEST_F(Dialogue, AnAcceptedDomainIsNeededForData)
@@ -218,42 +210,38 @@ TEST_F(Dialogue, AnAcceptedDomainIsNeededForData)
     forget_log();
     EXPECT_EQ(OK, refused.asks("MAIL FROM:<anna@firm.example>"));
     EXPECT_EQ(UNRECOGNIZED, refused.asks("MAIL anna")) << "forgets what was accepted";
-    EXPECT_EQ(OK, refused.asks("RCPT TO:<\"Bob\" MAILTO:BOB@Other.Example>"));
-    EXPECT_EQ(OK, refused.asks("RCPT TO:<bob@other.example>"));
+    EXPECT_EQ(OK, refused.asks("RCPT TO:<mailto:BOB@Other.Example>"));
     EXPECT_EQ(OK, refused.asks("RCPT TO:bob"));
     refused.says("DATA\r\nNOOP\r\n");
     EXPECT_EQ(NO_DOMAIN + ""s + GOODBYE, refused.hears_rest());
     all_closed();
-    const std::string arriving = "SMTP: [127.0.0.2] External mail arriving for ";
-    EXPECT_EQ(
-        (Lines{"SMTP: [127.0.0.2] Mail From [<anna@firm.example>]",
-               "SMTP: DOMAIN CHECKING - Sender domain [firm.example] ACCEPTED",
-               "SMTP: [127.0.0.2] Received bad MAIL FROM command",
-               arriving + "UNKNOWN USER \"Bob\"",
-               arriving + "UNKNOWN USER bob@other.example",
-               "SMTP: DOMAIN CHECKING - Recipient domain [other.example] NOT accepted...",
-               arriving + "UNKNOWN USER bob",
-               "DOMAIN CHECKING - NO valid recipient domain identified, message refused",
-               "SMTP: [127.0.0.2] disconnected",
-               "SMTP: [127.0.0.2] All active sessions closed", "<>"}),
-        log_lines());
     EXPECT_EQ(Lines{}, files());
+    EXPECT_EQ(R"(@ SMTP: [127.0.0.2] Mail From [<anna@firm.example>]
+@ SMTP: DOMAIN CHECKING - Sender domain [firm.example] ACCEPTED
+@ SMTP: [127.0.0.2] Received bad MAIL FROM command
+@ SMTP: [127.0.0.2] External mail arriving for UNKNOWN USER BOB@Other.Example
+@ SMTP: DOMAIN CHECKING - Recipient domain [other.example] NOT accepted...
+@ SMTP: [127.0.0.2] External mail arriving for UNKNOWN USER bob
+@ DOMAIN CHECKING - NO valid recipient domain identified, message refused
+@ SMTP: [127.0.0.2] disconnected
+@ SMTP: [127.0.0.2] All active sessions closed
+<>
+)",
+              log_text());
 
     Client accepted = greeted();
     forget_log();
     EXPECT_EQ(OK, accepted.asks("MAIL FROM:<eve@other.example>"));
-    EXPECT_EQ(OK, accepted.asks("RCPT TO:<anna@FIRM.example>"));
-    EXPECT_EQ(OK, accepted.asks("RCPT TO:<bob@other.example>"));
+    EXPECT_EQ(OK, accepted.asks("RCPT TO:anna@FIRM.example"));
+    EXPECT_EQ(OK, accepted.asks("RCPT TO:bob@other.example"));
     EXPECT_EQ(START_MAIL, accepted.asks("DATA"));
-    EXPECT_EQ(
-        (Lines{"SMTP: [127.0.0.1] Mail From [<eve@other.example>]",
-               "SMTP: DOMAIN CHECKING - Sender domain [other.example] NOT accepted...",
-               "SMTP: [127.0.0.1] External mail arriving for UNKNOWN USER "
-               "anna@FIRM.example",
-               "SMTP: DOMAIN CHECKING - Recipient domain [firm.example] ACCEPTED",
-               "SMTP: [127.0.0.1] External mail arriving for UNKNOWN USER "
-               "bob@other.example"}),
-        log_lines());
+    EXPECT_EQ(R"(@ SMTP: [127.0.0.1] Mail From [<eve@other.example>]
+@ SMTP: DOMAIN CHECKING - Sender domain [other.example] NOT accepted...
+@ SMTP: [127.0.0.1] External mail arriving for UNKNOWN USER anna@FIRM.example
+@ SMTP: DOMAIN CHECKING - Recipient domain [firm.example] ACCEPTED
+@ SMTP: [127.0.0.1] External mail arriving for UNKNOWN USER bob@other.example
+)",
+              log_text());
 }
 
 TEST_F(Dialogue, MessageTextBeginsWithTheNextChunk)

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <csignal>
 #include <fcntl.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -35,6 +36,8 @@ sockaddr_in address_of(const std::string &text, int port)
 int connected(const std::string &from, const std::string &to, int port)
 {
     const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1; // what is said goes out at once
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     const sockaddr_in own = address_of(from, 0);
     const sockaddr_in server = address_of(to, port);
     if (bind(socket, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 ||

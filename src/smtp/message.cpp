@@ -1,5 +1,6 @@
 #include "smtp/message.h"
 
+#include "core/paths.h"
 #include "core/session.h"
 #include "core/sessions.h"
 #include "core/settings.h"
@@ -46,11 +47,17 @@ void refuse_message(ClientSession *session)
 }
 
 // Whole and on the disk's side, but not under its final name: kept for the operator,
-// with the envelope that says for whom it is.
+// with the envelope that says for whom it is. Unless somebody has taken it away.
 void keep_undelivered(ClientSession *session)
 {
+    const char *reason = file_failure();
+    if (does_file_exist(session->spoolTemp) == 0) {
+        message_cannot_be_stored(session, reason);
+        refuse_message(session);
+        return;
+    }
     log_stamped("SMTP: [%s] Message could not be handed over, it is kept in [%s] - %s",
-                session->peerText, session->spoolTemp, file_failure());
+                session->peerText, session->spoolTemp, reason);
     spool_files_forget(session);
     send_directly(session, "451 ", NOT_STORED);
 }

@@ -21,5 +21,6 @@ void message_write_gathered(ClientSession *session);
 // still read to its end, and answered with 451.
 void message_cannot_be_stored(ClientSession *session, const char *reason);
 
-// Closes the message file, if one is open, for a message that will not be completed.
+// Closes the message file, if one is open, for a message that will not be completed, and
+// forgets that it could not be stored.
 void message_abandon(ClientSession *session);

@@ -133,6 +133,7 @@ bool events_start()
     memory_reserve_refill();
 
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN); // a limit on file sizes fails the write, not the process
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGTERM);
     sigaddset(&blocked, SIGINT);
@@ -155,6 +156,7 @@ bool events_start()
 void events_restore_signals()
 {
     signal(SIGPIPE, SIG_DFL);
+    signal(SIGXFSZ, SIG_DFL);
     sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
