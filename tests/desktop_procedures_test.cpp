@@ -400,14 +400,14 @@ TEST_F(OperatorsDesk, NoKeepsTheServerRunning)
 TEST_F(OperatorsDesk, AnyOtherAnswerClosesTheServerDown)
 {
     struct {
-        bool from_status_window;
         Param id;
-        int answer;
         const char *left;
-    } ways[] = {{true, CONTROL_SHUTDOWN, BOX_YES, "71"},
-                {true, MENU_CLOSE_DOWN, BOX_NOT_SHOWN, "71"},
-                {false, TRAY_CLOSE_DOWN, BOX_YES, "missing"},
-                {false, TRAY_CLOSE_DOWN, BOX_NOT_SHOWN, "missing"}};
+        int answer;
+        bool from_status_window;
+    } ways[] = {{CONTROL_SHUTDOWN, "71", BOX_YES, true},
+                {MENU_CLOSE_DOWN, "71", BOX_NOT_SHOWN, true},
+                {TRAY_CLOSE_DOWN, "missing", BOX_YES, false},
+                {TRAY_CLOSE_DOWN, "missing", BOX_NOT_SHOWN, false}};
     for (const auto &way : ways) {
         if (gateway.mainWindow == nullptr) {
             gateway.mainWindow = window_create("main", "", {}, nullptr);

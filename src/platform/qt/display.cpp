@@ -97,7 +97,11 @@ bool screen_can_be_had()
             return true;
         }
     }
-    return environment("WAYLAND_DISPLAY") != nullptr;
+    if (environment("WAYLAND_DISPLAY") == nullptr) {
+        return false;
+    }
+    setenv("QT_QPA_PLATFORM", "wayland", 0);
+    return true;
 }
 
 // A wake-up that comes early is harmless: the loop asks again how long to wait.
@@ -144,8 +148,10 @@ bool display_start(int, char **argv)
     }
     static int argument_count = 1; // the command line is not used
     application = new QApplication(argument_count, argv);
-    setlocale(LC_NUMERIC, "C");
-    setlocale(LC_TIME, "C");
+    // The toolkit has taken the user's language; the log stays English.
+    for (const int category : {LC_NUMERIC, LC_TIME, LC_MESSAGES}) {
+        setlocale(category, "C");
+    }
     QApplication::setApplicationName(QStringLiteral("qlnsmtp"));
     QApplication::setDesktopFileName(QStringLiteral("quillon-smtp"));
     QApplication::setQuitOnLastWindowClosed(false);

@@ -26,6 +26,9 @@ ListView::ListView(Window &list, QWidget *parent)
     viewport()->setBackgroundRole(QPalette::Base);
     viewport()->setAutoFillBackground(true);
     setAccessibleName(QStringLiteral("Activity log"));
+    // A scroll bar's own menu runs a loop that knows nothing of our sockets.
+    verticalScrollBar()->setContextMenuPolicy(Qt::PreventContextMenu);
+    horizontalScrollBar()->setContextMenuPolicy(Qt::PreventContextMenu);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this,
             [this](int value) { scrolled_to(value); });
     connect(horizontalScrollBar(), &QScrollBar::valueChanged, this,

@@ -16,7 +16,6 @@ constexpr int PATIENCE = 1500; // milliseconds
 
 QSystemTrayIcon *tray;
 TrayIcon shown; // the record last given
-bool patient;   // the area may still come up
 
 void report(QSystemTrayIcon::ActivationReason reason)
 {
@@ -30,8 +29,7 @@ void report(QSystemTrayIcon::ActivationReason reason)
 // Nobody must be locked out: without an area, the left press comes from here.
 void stop_being_patient()
 {
-    patient = false;
-    if (tray != nullptr && !QSystemTrayIcon::isSystemTrayAvailable()) {
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         tray_press_left();
     }
 }
@@ -44,8 +42,10 @@ void add(const TrayIcon &record)
     tray->setToolTip(to_qt(record.tip));
     tray->show();
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        patient = true;
-        QTimer::singleShot(PATIENCE, stop_being_patient);
+        auto *patience = new QTimer(tray);
+        patience->setSingleShot(true);
+        QObject::connect(patience, &QTimer::timeout, stop_being_patient);
+        patience->start(PATIENCE);
     }
 }
 
