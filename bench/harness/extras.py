@@ -4,6 +4,7 @@ Each measure takes a Context and returns its Figures; Wrong is raised when the
 server misses what it must do, Unavailable when something needed is not here.
 """
 
+import os
 import resource
 import signal
 import statistics
@@ -20,7 +21,7 @@ from .packages import Unavailable
 from .report import Calls, Figure, number
 
 USERS, DOMAINS, ENTRIES = 998, 1_000, 10_000
-W2, W3 = (next(w for w in WORKLOADS if w.name == name) for name in ("W2", "W3"))
+W2, W3, W5 = (next(w for w in WORKLOADS if w.name == name) for name in ("W2", "W3", "W5"))
 LAST_DOMAIN = f"dom{DOMAINS - 1}.example"
 
 
@@ -92,6 +93,39 @@ def memory_per_connection(server, count: int) -> float:
         with Crowd(port, count):
             time.sleep(0.5)
             return (process.tree_memory(server.process.pid) - before) / count
+
+
+COUNTERS = ("instructions:u", "instructions:k", "raw_syscalls:sys_enter")
+
+
+def counters(context: Context) -> list:
+    """What the processor counts per message at full load: steadier than its time."""
+    packages.need_tools("perf")
+    figures, messages = [], 10_000
+    for server in (context.ours(), peers.SmtpSinkShared(context.cache),
+                   peers.SmtpSinkFiles(context.cache)):
+        server.prepare()
+        for workload in (W2, W3, W5):
+            with serving(server) as port:
+                context.load.send(workload, port, 400)
+                perf = subprocess.Popen(
+                    ["perf", "stat", "-x", ",", "-e", ",".join(COUNTERS),
+                     "-p", str(server.process.pid)],
+                    stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+                time.sleep(0.5)
+                context.load.send(workload, port, messages)
+                perf.send_signal(signal.SIGINT)
+                fields = [line.split(",") for line in perf.communicate()[1].splitlines()]
+            found = {f[2]: float(f[0]) / messages for f in fields
+                     if len(f) > 2 and f[0].replace(".", "").isdigit()}
+            if set(found) != set(COUNTERS):
+                raise Unavailable("this machine gives no processor counters")
+            total = found["instructions:u"] + found["instructions:k"]
+            figures.append(Figure(
+                f"instructions per message, {server.title}, {workload.name}", f"{total:,.0f}",
+                f"{found['instructions:u']:,.0f} of the program, {found['instructions:k']:,.0f} of "
+                f"the kernel for it, {found['raw_syscalls:sys_enter']:.1f} system calls"))
+    return figures
 
 
 def idle(context: Context) -> list:
@@ -202,6 +236,52 @@ def unknown_recipient(context: Context) -> list:
     return [figure.limit("100 µs", cpu < 100e-6)]
 
 
+@contextmanager
+def screen():
+    """A display for the desktop program, of its own; yields its name."""
+    packages.need_tools("Xvfb")
+    reader, writer = os.pipe()
+    xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(writer), "-screen", "0", "1280x1024x24",
+                             "-nolisten", "tcp"], pass_fds=[writer], stdin=subprocess.DEVNULL,
+                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    os.close(writer)
+    try:
+        with open(reader, encoding="ascii") as chosen:
+            yield f":{chosen.readline().strip()}"
+    finally:
+        xvfb.terminate()
+        xvfb.wait()
+
+
+class Desktop(Installation):
+    """The server with its window. Without a notification area the window is shown at start."""
+
+    display = ""
+
+    def environment(self) -> dict:
+        return dict(super().environment(), DISPLAY=self.display, QT_QPA_PLATFORM="xcb")
+
+
+def desktop(context: Context) -> list:
+    """W3 with the log list on a screen."""
+    headless, shown, ratios = [], [], []
+    server = Desktop(context.cache, packages.build_desktop(peers.REPOSITORY, context.cache))
+    server.name = "desktop"
+    with screen() as server.display:
+        for _ in range(5):
+            for one, costs in ((context.ours(), headless), (server, shown)):
+                result = context.load.run(one, W3)
+                if result.failures or result.complaint:
+                    raise Wrong(f"{result.failures} messages lost {result.complaint}")
+                costs.append(result.cpu / result.stored * 1000)
+            ratios.append(shown[-1] / headless[-1])
+    ratio = statistics.median(ratios)
+    figure = Figure("W3 with the log list shown on a screen, against headless",
+                    f"{ratio:.2f} times", f"{statistics.median(shown):.3f} ms against "
+                    f"{statistics.median(headless):.3f} ms; {min(ratios):.2f} to {max(ratios):.2f}")
+    return [figure.limit("1.3 times", ratio <= 1.3)]
+
+
 def accepted_list(context: Context) -> list:
     """The check of a client against a long accepted-address list."""
     entries, connections = 100_000, 500
@@ -250,7 +330,7 @@ def counted_calls(table: str) -> dict:
 def system_calls(context: Context) -> list:
     """Per message: ours, and for comparison the leanest peer's."""
     found = []
-    sink = peers.SmtpSinkFiles(context.cache)
+    sink = peers.SmtpSinkShared(context.cache)
     sink.prepare()
     for server in (context.ours(), sink):
         for workload in (W2, W3):
@@ -271,10 +351,12 @@ def system_calls(context: Context) -> list:
 
 MEASURES = {
     "calls": system_calls,
+    "counters": counters,
     "idle": idle,
     "crowd": crowd,
     "burst": burst_of_clients,
     "large": large,
     "unknown-recipient": unknown_recipient,
     "accepted-list": accepted_list,
+    "desktop": desktop,
 }

@@ -65,7 +65,7 @@ def node_modules(cache: Path, package: str) -> Path:
 
 def need_tools(*names: str) -> None:
     """Installs the Debian packages of ordinary tools that are missing."""
-    packages = {"node": "nodejs", "cmake": "cmake", "ninja": "ninja-build", "g++": "g++"}
+    packages = {"node": "nodejs", "ninja": "ninja-build", "Xvfb": "xvfb", "perf": "linux-perf"}
     missing = [packages.get(name, name) for name in names if not shutil.which(name)]
     if not missing:
         return
@@ -80,12 +80,18 @@ def need_tools(*names: str) -> None:
 
 def build_server(repository: Path, cache: Path) -> Path:
     """The optimized headless server, built apart from every other build."""
+    return _build(repository, cache / "server", "qlnsmtpd", "-DQLN_DESKTOP=OFF")
+
+
+def build_desktop(repository: Path, cache: Path) -> Path:
+    """The optimized server with its window."""
+    return _build(repository, cache / "desktop", "qlnsmtp", "-DQLN_DESKTOP=ON")
+
+
+def _build(repository: Path, build: Path, target: str, *options: str) -> Path:
     need_tools("cmake", "ninja", "g++")
-    build = cache / "server"
-    for command in (["cmake", "-S", str(repository), "-B", str(build), "-G", "Ninja",
-                     "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
-                     "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g -DNDEBUG",
-                     "-DQLN_DESKTOP=OFF", "-DQLN_TESTS=OFF"],
-                    ["cmake", "--build", str(build), "--target", "qlnsmtpd"]):
-        run_quietly(command)
-    return build / "bin" / "qlnsmtpd"
+    run_quietly(["cmake", "-S", str(repository), "-B", str(build), "-G", "Ninja",
+                 "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
+                 "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g -DNDEBUG", "-DQLN_TESTS=OFF", *options])
+    run_quietly(["cmake", "--build", str(build), "--target", target])
+    return build / "bin" / target

@@ -18,6 +18,7 @@ from .packages import Unavailable
 
 BENCH = Path(__file__).resolve().parent.parent
 JAIL = Path(__file__).resolve().parent / "jail.py"
+REPOSITORY = BENCH.parent
 USERS_FILE = (b"[USER0]\r\nFULLEMAIL=anna@lan.example\r\nID=anna\r\nUSERACTIVE=1\r\n"
               b"[USER1]\r\nFULLEMAIL=ben@lan.example\r\nID=ben\r\nUSERACTIVE=1\r\n")
 PATIENCE = 5  # seconds for a server to end by itself
