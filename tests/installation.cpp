@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <regex>
 #include <sstream>
 #include <thread>
@@ -51,13 +52,21 @@ int connected(const std::string &from, const std::string &to, int port)
 
 int free_port()
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = address_of("127.0.0.1", 0);
-    socklen_t length = sizeof address;
-    bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address);
-    getsockname(socket, reinterpret_cast<sockaddr *>(&address), &length);
-    close(socket);
-    return ntohs(address.sin_port);
+    // Below the ports that the system gives to clients, who would be in the way.
+    static std::mt19937 random(std::random_device{}());
+    const int on = 1;
+    int port = 0;
+    bool found = false;
+    for (int i = 0; i < 100 && !found; i++) {
+        port = std::uniform_int_distribution(10000, 30000)(random);
+        const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        const sockaddr_in address = address_of("0.0.0.0", port);
+        found = bind(socket, reinterpret_cast<const sockaddr *>(&address),
+                     sizeof address) == 0;
+        close(socket);
+    }
+    return port;
 }
 
 void pause_a_little()

@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -183,7 +182,7 @@ int profile_text(const char *section, const char *key, const char *missing, char
     const ProfileItem *item = find_item(profile_of(path), section, key);
     const std::string_view value = item == nullptr ? missing : item->value;
     const size_t length = std::min(value.size(), static_cast<size_t>(size) - 1);
-    memcpy(text, value.data(), length);
+    value.copy(text, length);
     text[length] = '\0';
     return static_cast<int>(length);
 }

@@ -14,7 +14,7 @@ std::string_view trimmed(std::string_view text)
 {
     const size_t first = text.find_first_not_of(BLANKS);
     if (first == std::string_view::npos) {
-        return {};
+        return text.substr(0, 0); // empty, but never null
     }
     return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
 }
