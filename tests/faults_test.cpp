@@ -7,8 +7,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include <sys/mman.h>
@@ -245,4 +245,32 @@ TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
         blocks = blocks == 0 && !toggles.may_pass ? page_->blocks.load() : blocks;
     }
     EXPECT_NEAR(static_cast<double>(blocks), static_cast<double>(page_->blocks), 20);
+}
+
+TEST_F(Faults, WhatAKilledServerLeftUnfinishedIsLoggedAtTheNextStart)
+{
+    start_with_page();
+    EXPECT_TRUE(delivers(SETTINGS[0]));
+    EXPECT_EQ(std::string::npos, content("LOGS/QLNSMTP.TXT").find("unfinished"));
+    Client client = with_recipient();
+    client.asks("DATA");
+    for (int i = 0; i < 1000 && files().size() < 4; i++) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(-SIGKILL, stop(SIGKILL));
+    const std::vector<std::string> left = files();
+    ASSERT_EQ(4U, left.size());
+
+    put("LOGS/QLNSMTP.TXT", "");
+    start();
+    const std::string log = content("LOGS/QLNSMTP.TXT");
+    for (const std::string &name : left) {
+        const size_t line = log.find("qlnemails\\" + name);
+        EXPECT_EQ(name.ends_with(".tmp") ||
+                      !exists("qlnemails/" + name.substr(0, 18) + ".txt"),
+                  line != std::string::npos)
+            << name;
+        EXPECT_TRUE(line > log.find("Socket timeout set to"));
+    }
+    EXPECT_EQ(left, files());
 }

@@ -8,6 +8,7 @@
 #include "core/text.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
+#include "spool/leftovers.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
 #include "ui/status_window.h"
@@ -106,6 +107,7 @@ bool start()
     log_line("%s SMTP: Waiting for connection on port %d...", log_stamp,
              gateway.listen_port);
     start_timer();
+    log_leftovers();
     log_flush();
     close_requests_go_to(gateway.mainWindow);
     cursor_show_waiting(false);

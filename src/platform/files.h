@@ -65,6 +65,16 @@ bool file_rename(const char *from, const char *to);
 // The target is replaced in one step where both lie on one file system.
 bool file_replace_by(const char *target, const char *source);
 
+// Waits until the disk has the file's content, or the names of the files of this one's
+// directory. False when it does not confirm that.
+bool file_sync(FileHandle file);
+bool file_sync_own(const char *path);
+bool file_sync_directory_of(const char *path);
+
+// Tells every name in the directory, in no order, until `tell` says false.
+void directory_names(const char *path, bool (*tell)(const char *name, void *context),
+                     void *context);
+
 // False when there was no such file or it could not be deleted.
 bool file_delete(const char *path);
 

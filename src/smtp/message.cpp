@@ -62,11 +62,25 @@ void keep_undelivered(ClientSession *session)
     send_directly(session, "451 ", NOT_STORED);
 }
 
+// The fax server may have taken it already. Without a promise the client sends it again:
+// rather twice than never.
+void leave_unconfirmed(ClientSession *session)
+{
+    log_stamped("SMTP: [%s] Message was handed over, but could not be written through to "
+                "the disk - %s [%s]",
+                session->peerText, file_failure(), session->spoolText);
+    spool_files_forget(session);
+    send_directly(session, "451 ", NOT_STORED);
+}
+
 // The end line has come. The 250 is sent when the file stands under its final name.
 void complete_message(ClientSession *session)
 {
     session->state = SESSION_COMMANDS;
     message_write_gathered(session);
+    if (session->messageFile != NO_FILE && !spool_sync_files(session)) {
+        message_cannot_be_stored(session, file_failure());
+    }
     if (session->messageFile != NO_FILE) {
         const FileHandle file = session->messageFile;
         session->messageFile = NO_FILE;
@@ -88,6 +102,10 @@ void complete_message(ClientSession *session)
     if (full_detail()) {
         log_stamped("***DEBUG***  File renamed to [%s] and is now available to Quillon",
                     session->spoolText);
+    }
+    if (!spool_sync_names(session)) {
+        leave_unconfirmed(session);
+        return;
     }
     spool_files_forget(session);
     send_directly(session, "250 ", "OK");

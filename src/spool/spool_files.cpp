@@ -35,6 +35,11 @@ FileHandle make_spool_file(const char *directory, char *name, int size)
     return file;
 }
 
+bool write_through()
+{
+    return read_setting("SYNCSPOOL", 0) != 0;
+}
+
 void log_and_remove(const char *path)
 {
     if (spool_file_remove(path) && full_detail()) {
@@ -81,6 +86,17 @@ void envelope_failed(ClientSession *session)
     log_stamped("SMTP: [%s] Envelope could not be written - %s [%s]", session->peerText,
                 file_failure(), session->spoolEnvelope);
     send_reply(session, "451 ", "Message could not be stored, please try again later");
+}
+
+bool spool_sync_files(const ClientSession *session)
+{
+    return !write_through() ||
+           (file_sync(session->messageFile) && file_sync_own(session->spoolEnvelope));
+}
+
+bool spool_sync_names(const ClientSession *session)
+{
+    return !write_through() || file_sync_directory_of(session->spoolText);
 }
 
 bool spool_hand_off(ClientSession *session)

@@ -35,6 +35,13 @@ bool envelope_write(ClientSession *session, FileHandle envelope, const char *lin
 // The envelope could not be opened: the same log line and reply.
 void envelope_failed(ClientSession *session);
 
+// With SYNCSPOOL, waits until the disk has the body, which is still open, and the
+// envelope. False when it does not confirm that.
+bool spool_sync_files(const ClientSession *session);
+
+// With SYNCSPOOL, waits until the disk has the names of a message that was handed over.
+bool spool_sync_names(const ClientSession *session);
+
 // Gives the received body its final name in one step. False when that failed: the body
 // then still has its temporary one.
 bool spool_hand_off(ClientSession *session);

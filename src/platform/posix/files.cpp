@@ -190,6 +190,35 @@ bool file_seek(FileHandle file, int64_t position)
     return lseek(file, position, SEEK_SET) >= 0 || failed(false);
 }
 
+bool file_sync(FileHandle file)
+{
+    return fdatasync(file) == 0 || failed(false);
+}
+
+bool file_sync_own(const char *path)
+{
+    const FileHandle file = file_open(path, FILE_READ);
+    if (file == NO_FILE) {
+        return false;
+    }
+    const bool synced = file_sync(file);
+    file_close(file);
+    return synced;
+}
+
+bool file_sync_directory_of(const char *path)
+{
+    const std::string native = path_for_own_name(native_path(path));
+    const std::string directory = native.substr(0, native.rfind('/') + 1) + ".";
+    const int descriptor = open_native(directory.c_str(), O_RDONLY | O_DIRECTORY, true);
+    if (descriptor < 0) {
+        return failed(false);
+    }
+    const bool synced = file_sync(descriptor);
+    file_close(descriptor);
+    return synced;
+}
+
 bool file_close(FileHandle file)
 {
     const bool closed = close(file) == 0 || errno == EINTR || failed(false);
