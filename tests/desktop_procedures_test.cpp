@@ -239,6 +239,9 @@ TEST_F(OperatorsDesk, LightsAndClockFollowOnlyARestoredWindow)
     EXPECT_EQ(lights(), "W"); // whatever the indicator holds
     show_activity_lights();
     EXPECT_EQ(lights(), "A");
+    restore();
+    EXPECT_EQ(lights(), "W"); // until the next connection or disconnect
+    show_activity_lights();
     gateway.connection_indicator = 0;
     show_activity_lights();
     EXPECT_EQ(lights(), "W");
@@ -282,10 +285,11 @@ TEST_F(OperatorsDesk, OptionsSwitchAndNameTheStateTheySwitchTo)
     EXPECT_NE(file.find("disabled (log only)\r\n"), std::string::npos);
     EXPECT_NE(file.find("resumed\r\n"), std::string::npos);
 
-    // Another popup of the menu bar, and a command that carries a notification.
-    Menu *view = status()->menu_bar[2].popup.get();
-    send_message(status(), MESSAGE_INIT_MENU_POPUP, reinterpret_cast<Param>(view), 2);
-    EXPECT_EQ(view->items[1].text, "View full server activity log");
+    // At another place in the menu bar; and a command that carries a notification.
+    Menu *options = status()->menu_bar[1].popup.get();
+    menu_set_text(options, MENU_ON_TOP, "untouched");
+    send_message(status(), MESSAGE_INIT_MENU_POPUP, reinterpret_cast<Param>(options), 2);
+    EXPECT_EQ(options->items[2].text, "untouched");
     command(MENU_ON_TOP | 1 << 16);
     EXPECT_EQ(setting("ONTOP"), "0");
 
