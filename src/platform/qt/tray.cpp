@@ -19,7 +19,7 @@ TrayIcon shown; // the record last given
 
 void report(QSystemTrayIcon::ActivationReason reason)
 {
-    if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick) {
+    if (reason == QSystemTrayIcon::Trigger) {
         tray_press_left();
     } else if (reason == QSystemTrayIcon::Context) {
         post_message(shown.window, shown.callback, shown.identifier, TRAY_RIGHT_PRESSED);
