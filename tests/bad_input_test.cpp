@@ -37,13 +37,21 @@ class BadInput : public Installation
         settings("SocketTimeout=0\r\n");
     }
 
-    // Nobody is connected any more, another client's message is taken, and the spool
-    // holds it, that many others, and nothing else.
+    void serve(const std::vector<std::string> &prefix = {})
+    {
+        start(prefix);
+        const Client probe = greeted(); // answered: no log file is open at the moment
+        settled_ = open_descriptors() - 1;
+    }
+
+    // Nobody is connected any more, nothing was left open, another client's message is
+    // taken, and the spool holds it, that many others, and nothing else.
     void is_unharmed(size_t finished)
     {
         for (int i = 0; i < 1000 && !all_are_gone(); i++) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
+        EXPECT_EQ(settled_, open_descriptors());
         forget_log();
         Client client = with_recipient();
         EXPECT_TRUE(logs("SMTP: [1] connection active"));
@@ -62,13 +70,16 @@ class BadInput : public Installation
     {
         const Lines lines = log_lines();
         return lines.size() > 1 && lines.back() == "<>" &&
-               lines.end()[-2].ends_with("All active sessions closed");
+               lines.end()[-2].ends_with("All active sessions closed") &&
+               open_descriptors() == settled_;
     }
+
+    size_t settled_ = 0;
 };
 
 TEST_F(BadInput, RubbishAndEndlessLinesDoNoHarm)
 {
-    start();
+    serve();
     std::mt19937 random(20261122);
     std::string rubbish(200000, '\0');
     for (char &byte : rubbish) {
@@ -96,7 +107,7 @@ TEST_F(BadInput, RubbishAndEndlessLinesDoNoHarm)
 
 TEST_F(BadInput, AClientThatNeverReadsIsDisconnected)
 {
-    start();
+    serve();
     Client deaf = greeted("127.0.0.66");
     std::string noops;
     for (int i = 0; i < 10000; i++) {
@@ -120,7 +131,7 @@ TEST_F(BadInput, AClientThatNeverReadsIsDisconnected)
 
 TEST_F(BadInput, AConnectionMayBreakAtAnyByte)
 {
-    start();
+    serve();
     const Lines steps = {"HELO pc\r\n", "MAIL FROM:<a@b>\r\n", "RCPT TO:<c@d>\r\n",
                          "DATA\r\n",    "one\r\n..\r\n.\r\n",  "QUIT\r\n"};
     size_t finished = 0;
@@ -149,7 +160,7 @@ TEST_F(BadInput, AConnectionMayBreakAtAnyByte)
 
 TEST_F(BadInput, AByteAtATimeIsAMessageToo)
 {
-    start();
+    serve();
     Client slow = connect_from("127.0.0.2");
     Client quick = greeted();
     for (const char byte :
@@ -171,7 +182,7 @@ TEST_F(BadInput, AByteAtATimeIsAMessageToo)
 
 TEST_F(BadInput, AMessageThatCannotBeStoredIsNotAccepted)
 {
-    start({"prlimit", "--fsize=100000"});
+    serve({"prlimit", "--fsize=100000"});
     Client client = with_recipient();
     fs::remove_all(path("qlnemails"));
     EXPECT_EQ(NOT_STORED, client.asks("RCPT TO:<x@y>"));

@@ -326,6 +326,12 @@ void Installation::all_closed()
     EXPECT_TRUE(logs("All active sessions closed"));
 }
 
+size_t Installation::open_descriptors() const
+{
+    const fs::directory_iterator all("/proc/" + std::to_string(process_) + "/fd");
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
 std::vector<std::string> Installation::files(const std::string &below) const
 {
     std::vector<std::string> names;

@@ -115,6 +115,9 @@ class Installation : public testing::Test
     // No connection is left and everything is logged.
     void all_closed();
 
+    // Descriptors that the server holds.
+    size_t open_descriptors() const;
+
     // Files of a directory by name, spool files by extension.
     std::vector<std::string> files(const std::string &below = "qlnemails") const;
     // Content of the only file with this extension.
