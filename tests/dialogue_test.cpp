@@ -236,6 +236,27 @@ TEST_F(Dialogue, AnAcceptedDomainIsNeededForData)
               log_text());
 }
 
+TEST_F(Dialogue, TheNextClientInheritsNothing)
+{
+    settings("SMTPAUTHENTICATION=1\r\nUSEDOMAINS=1\r\n");
+    put("DATA/RAW/TSUSERS.DAT", "[USER0]\r\nFULLEMAIL=anna@firm.example\r\n");
+    put("DATA/RAW/DOMAIN.DAT", "firm.example,1\r\n");
+    start();
+    Client first = greeted();
+    first.asks("AUTH LOGIN");
+    EXPECT_EQ(OK, first.asks("MAIL FROM:<anna@firm.example>"));
+    first.says("half a command");
+    first.leaves();
+    all_closed();
+
+    Client next = greeted();
+    EXPECT_EQ("530 Authentication required\r\n", next.asks("RCPT TO:<bob>"));
+    settings("USEDOMAINS=1\r\n");
+    EXPECT_EQ(OK, next.asks("RCPT TO:<bob>"));
+    EXPECT_TRUE(logs("External mail arriving for UNKNOWN USER bob", 0));
+    EXPECT_EQ(NO_DOMAIN, next.asks("DATA"));
+}
+
 TEST_F(Dialogue, MessageTextBeginsWithTheNextChunk)
 {
     start();
