@@ -23,6 +23,7 @@ namespace
 // come in single chunks, so that a client who sends thousands ahead holds up nobody else.
 constexpr int CHUNK_SIZE = 1023;
 constexpr int CHUNKS_PER_RECEIVE = 64;
+constexpr int PART_SIZE = 100; // of the commands that follow a full chunk
 
 char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
 
@@ -129,33 +130,37 @@ void hand_on(ClientSession *session, int count)
     }
 }
 
+// Receives once: the count, as socket_receive gives it.
+int receive_from(ClientSession *session)
+{
+    const size_t commands = socket_sends_ahead(session->socket) ? PART_SIZE : CHUNK_SIZE;
+    const size_t size = session->state == SESSION_DATA ? sizeof received : commands;
+    const int count = socket_receive(session->socket, received, size);
+    if (count > 0) {
+        hand_on(session, count);
+    }
+    return count;
+}
+
 void read_from_client(Socket socket)
 {
     ClientSession *session = session_find(socket);
     if (session == nullptr) {
         return;
     }
-    const size_t size = session->state == SESSION_DATA ? sizeof received : CHUNK_SIZE;
-    const int count = socket_receive(socket, received, size);
-    if (count > 0) {
-        hand_on(session, count);
-    } else if (count != SOCKET_WOULD_BLOCK) {
+    const int count = receive_from(session);
+    if (count <= 0 && count != SOCKET_WOULD_BLOCK) {
         Disconnect(session);
     }
 }
 
+// What was sent before the close is received first, by an event for each receive.
 void client_has_closed(Socket socket)
 {
     ClientSession *session = session_find(socket);
-    if (session == nullptr) {
-        return;
+    if (session != nullptr && receive_from(session) <= 0) {
+        Disconnect(session);
     }
-    int count = 0;
-    while (session_is_open(session) &&
-           (count = socket_receive(socket, received, sizeof received)) > 0) {
-        hand_on(session, count);
-    }
-    Disconnect(session);
 }
 
 void socket_event(Socket socket, int event)

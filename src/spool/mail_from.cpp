@@ -56,7 +56,10 @@ bool start_envelope(ClientSession *session, const char *line, int length)
             return false; // no reply either; the next MAIL FROM tries again
         }
     } else {
-        envelope = file_open(session->spoolEnvelope, FILE_EMPTY);
+        // A new file of the same name. Emptying the old one costs milliseconds where the
+        // file system puts such a file on the disk at once, and holds up everybody.
+        spool_file_remove(session->spoolEnvelope);
+        envelope = file_open(session->spoolEnvelope, FILE_OWN);
         if (envelope == NO_FILE) {
             envelope_failed(session);
             return false;

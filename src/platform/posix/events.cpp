@@ -7,6 +7,7 @@
 #include "platform/windows.h"
 #include "platform/windows/display.h"
 
+#include <poll.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
@@ -20,6 +21,7 @@ namespace
 {
 
 constexpr int BATCH = 64;
+constexpr int ACCEPTS_AT_ONCE = 16;
 constexpr uint32_t REST_MILLISECONDS = 500;
 // So many free descriptors mean that the shortage is over.
 constexpr int ENOUGH_DESCRIPTORS = 8;
@@ -31,10 +33,12 @@ struct Watch {
     unsigned message = 0;
     uint32_t generation = 0;
     bool listening = false;
+    bool sends_ahead = false;
 };
 
 std::vector<Watch> watches; // by socket
 int epoll = -1;
+int ahead = -1; // where the sockets wait whose clients send ahead
 int signals = -1;
 sigset_t blocked;
 sigset_t before;
@@ -42,6 +46,7 @@ sigset_t before;
 epoll_event batch[BATCH];
 int batch_size;
 int batch_at;
+int accepted; // in this batch
 
 // The listening socket during a shortage of descriptors: `short_of_descriptors` from the
 // first failed accept until enough are free again, so that the failure is reported once;
@@ -74,6 +79,27 @@ void listen_to(int socket, bool on)
     event.events = on ? static_cast<uint32_t>(EPOLLIN) : 0U;
     event.data.u64 = tag(socket);
     epoll_ctl(epoll, EPOLL_CTL_MOD, socket, &event);
+}
+
+bool listen_in(int queue, int socket, uint32_t events)
+{
+    epoll_event event{};
+    event.events = events;
+    event.data.u64 = tag(socket);
+    return epoll_ctl(queue, EPOLL_CTL_ADD, socket, &event) == 0;
+}
+
+// The place of an event in its batch: new clients first, those who send ahead last.
+int rank(const epoll_event &event)
+{
+    const auto number = static_cast<uint32_t>(event.data.u64);
+    return watches[number].listening ? 0 : static_cast<int>(number) == ahead ? 2 : 1;
+}
+
+bool somebody_waits(int listening)
+{
+    pollfd ready{listening, POLLIN, 0};
+    return poll(&ready, 1, 0) > 0;
 }
 
 // How many of the descriptors asked for can be had.
@@ -143,14 +169,12 @@ bool events_start()
     }
     signals = signalfd(-1, &blocked, SFD_NONBLOCK | SFD_CLOEXEC);
     epoll = epoll_create1(EPOLL_CLOEXEC);
-    if (epoll < 0 || signals < 0) {
+    ahead = epoll_create1(EPOLL_CLOEXEC);
+    if (epoll < 0 || ahead < 0 || signals < 0) {
         return false;
     }
-    watch_of(signals);
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.u64 = tag(signals);
-    return epoll_ctl(epoll, EPOLL_CTL_ADD, signals, &event) == 0;
+    watch_of(std::max(signals, ahead));
+    return listen_in(epoll, signals, EPOLLIN) && listen_in(epoll, ahead, EPOLLIN);
 }
 
 void events_restore_signals()
@@ -180,21 +204,22 @@ void events_wait(int milliseconds)
     batch_size =
         std::max(0, epoll_wait(epoll, batch, BATCH, events_limit_wait(milliseconds)));
     look_after_rest();
-
-    // The listening socket's event comes first.
     memory_reserve_refill();
-    for (int i = 1; i < batch_size; i++) {
-        const auto socket = static_cast<uint32_t>(batch[i].data.u64);
-        if (watches[socket].listening) {
-            std::rotate(batch, batch + i, batch + i + 1);
-        }
-    }
+
+    accepted = 0;
+    std::stable_sort(
+        batch, batch + batch_size,
+        [](const epoll_event &a, const epoll_event &b) { return rank(a) < rank(b); });
 }
 
 bool events_next(Message *message)
 {
     while (batch_at < batch_size) {
-        const epoll_event &event = batch[batch_at++];
+        epoll_event event = batch[batch_at++];
+        if (static_cast<int>(event.data.u64) == ahead &&
+            epoll_wait(ahead, &event, 1, 0) < 1) {
+            continue;
+        }
         const auto number = static_cast<uint32_t>(event.data.u64);
         const int socket = static_cast<int>(number);
         if (socket == signals) {
@@ -210,10 +235,14 @@ bool events_next(Message *message)
         }
         int code = SOCKET_READ;
         if (watch.listening) {
-            if (resting || !may_accept(socket)) {
+            if (resting || !may_accept(socket) ||
+                (accepted > 0 && !somebody_waits(socket))) {
                 continue;
             }
             code = SOCKET_ACCEPT;
+            if (++accepted < ACCEPTS_AT_ONCE) {
+                batch_at--; // the next one as well, if there is one
+            }
         } else if ((event.events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0) {
             code = SOCKET_CLOSE;
         }
@@ -229,10 +258,24 @@ bool events_watch(int socket, bool listening, Window *window, unsigned message)
     watch.window = window;
     watch.message = message;
     watch.listening = listening;
-    epoll_event event{};
-    event.events = listening ? EPOLLIN : EPOLLIN | EPOLLRDHUP;
-    event.data.u64 = tag(socket);
-    return epoll_ctl(epoll, EPOLL_CTL_ADD, socket, &event) == 0;
+    watch.sends_ahead = false;
+    return listen_in(epoll, socket, listening ? EPOLLIN : EPOLLIN | EPOLLRDHUP);
+}
+
+void events_set_sends_ahead(int socket, bool does)
+{
+    Watch &watch = watch_of(socket);
+    if (watch.sends_ahead == does || watch.window == nullptr) {
+        return;
+    }
+    epoll_ctl(does ? epoll : ahead, EPOLL_CTL_DEL, socket, nullptr);
+    watch.sends_ahead =
+        listen_in(does ? ahead : epoll, socket, EPOLLIN | EPOLLRDHUP) ? does : !does;
+}
+
+bool events_sends_ahead(int socket)
+{
+    return watch_of(socket).sends_ahead;
 }
 
 bool events_watch_accepted(int socket, int listening)

@@ -27,6 +27,9 @@ constexpr int LEAST_SEND_BUFFER = 16384;
 // backlog would be completed for the client and forgotten.
 constexpr int LONGEST_BACKLOG = 65535;
 
+// So many bytes at once are those of a client who sends ahead.
+constexpr int MUCH = 4096;
+
 int last_error;
 Window *registered_window;
 unsigned registered_message;
@@ -218,11 +221,18 @@ int socket_receive(Socket socket, void *bytes, size_t size)
 {
     const ssize_t count = recv(socket, bytes, size, 0);
     if (count >= 0) {
+        events_set_sends_ahead(socket,
+                               count >= MUCH || static_cast<size_t>(count) == size);
         return static_cast<int>(count);
     }
     last_error = errno;
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ? SOCKET_WOULD_BLOCK
                                                                      : SOCKET_FAILED;
+}
+
+bool socket_sends_ahead(Socket socket)
+{
+    return events_sends_ahead(socket);
 }
 
 int socket_send(Socket socket, const void *bytes, size_t size)
