@@ -55,8 +55,10 @@ int ListView::highest_top() const
 
 void ListView::scrolled_to(int top)
 {
-    list_.top_entry = top;
-    viewport()->update();
+    if (!refreshing_) {
+        list_.top_entry = top;
+        viewport()->update();
+    }
 }
 
 void ListView::refresh()
@@ -66,10 +68,11 @@ void ListView::refresh()
     list_.top_entry = std::clamp(list_.top_entry, 0, highest);
 
     QScrollBar &vertical = *verticalScrollBar();
-    const QSignalBlocker quiet(vertical); // the record is right already
+    refreshing_ = true; // the record is right already
     vertical.setRange(0, highest);
     vertical.setPageStep(viewport()->height() / entry_height());
     vertical.setValue(list_.top_entry);
+    refreshing_ = false;
 
     const int width = viewport()->width();
     horizontalScrollBar()->setRange(0, std::max(0, list_.extent + 2 * MARGIN - width));

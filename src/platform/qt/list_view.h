@@ -32,4 +32,5 @@ class ListView : public QAbstractScrollArea
 
     Window &list_;
     QBasicTimer refresh_timer_;
+    bool refreshing_ = false;
 };
