@@ -1,0 +1,32 @@
+// An installation directory in memory for fuzz targets that run parts of the server.
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace fs = std::filesystem;
+
+// Ends the run as a finding.
+inline void promise(bool kept, const char *what)
+{
+    if (!kept) {
+        fprintf(stderr, "BROKEN: %s\n", what);
+        abort();
+    }
+}
+
+// Makes the directory and works in it from then on.
+inline void enter_installation()
+{
+    const bool memory = fs::exists("/dev/shm");
+    std::string name = memory ? "/dev/shm/qln-fuzz-XXXXXX" : "/tmp/qln-fuzz-XXXXXX";
+    static const std::string directory = mkdtemp(name.data());
+    fs::current_path(directory);
+    for (const char *below :
+         {"DATA/RAW", "LOGS", "LOG", "qlnemails", "pending", "mailin"}) {
+        fs::create_directories(below);
+    }
+    atexit([] { fs::remove_all(directory); });
+}

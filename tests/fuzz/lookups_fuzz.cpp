@@ -1,0 +1,76 @@
+// Any address against any users and domains file, and through the address cleaner.
+//
+// Input: a length, an address of that many bytes, the content of both files.
+#include "core/settings.h"
+#include "fuzz_installation.h"
+#include "platform/file_contents.h"
+#include "spool/address.h"
+#include "spool/domains.h"
+#include "spool/local_users.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+
+namespace
+{
+
+// A domain counts when a line up to its last comma is equal to it, as plainly as can be.
+bool is_listed(std::string content, std::string domain)
+{
+    std::transform(content.begin(), content.end(), content.begin(), tolower);
+    std::transform(domain.begin(), domain.end(), domain.begin(), tolower);
+    for (size_t at = 0; at < content.size();) {
+        const size_t end = std::min(content.find('\n', at), content.size());
+        const std::string line = content.substr(at, end - at);
+        const size_t comma = line.rfind(',');
+        if (comma != std::string::npos && line.substr(0, comma) == domain) {
+            return true;
+        }
+        at = end + 1;
+    }
+    return false;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const bool entered = (enter_installation(), settings_locate(), true);
+    if (!entered || size < 1) {
+        return 0;
+    }
+    const size_t length = std::min<size_t>(data[0] * 3U, size - 1);
+    std::string address(data + 1, data + 1 + length);
+    address = address.c_str();
+    const std::string content(data + 1 + length, data + size);
+    std::ofstream("DATA/RAW/TSUSERS.DAT", std::ios::binary) << content;
+    std::ofstream("DATA/RAW/DOMAIN.DAT", std::ios::binary) << content;
+    file_contents_look_again();
+
+    std::string cleaned = address;
+    const int any = clean_address(cleaned.data());
+    promise(any == (address.empty() ? 0 : 1), "the cleaner's answer");
+    promise(strlen(cleaned.c_str()) <= address.size(), "a cleaned address grew");
+    cleaned = cleaned.c_str();
+    promise(std::none_of(cleaned.begin(), cleaned.end(),
+                         [](char c) { return c >= 'A' && c <= 'Z'; }),
+            "capitals in a cleaned address");
+
+    const int user = find_local_user(address.c_str(), 1);
+    promise(user == USER_ACTIVE || user == USER_UNKNOWN || user == USER_INACTIVE,
+            "a user");
+    if (address.size() < 500 && address.find_first_of("<>") == std::string::npos) {
+        promise(find_local_user(("<" + address + ">").c_str(), 0) == user,
+                "brackets change the user");
+    }
+    const bool simple = std::all_of(content.begin(), content.end(), [](char c) {
+        return c == '\n' || (c >= ' ' && c <= '~');
+    });
+    if (simple && content.size() < 500 && is_listed(content, address)) {
+        promise(domain_is_accepted(address.c_str()) == 1, "a listed domain is refused");
+    }
+    domain_is_accepted(address.c_str());
+    return 0;
+}
