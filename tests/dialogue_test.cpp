@@ -272,6 +272,24 @@ TEST_F(Dialogue, MessageTextBeginsWithTheNextChunk)
     EXPECT_EQ("fragment\r\n", text_of(spooled(".txt")));
     empty_spool();
 
+    // However much has been sent before, a chunk is a chunk.
+    client.asks("MAIL FROM:<>");
+    client.asks("DATA");
+    EXPECT_EQ(OK, client.asks(copies(9000, 'x') + "\r\n."));
+    std::string chunk = "RCPT TO:<fax@firm.example>\r\nDATA\r\n";
+    for (int i = 0; i < 150; i++) {
+        chunk += "NOOP\r\n";
+    }
+    client.says(chunk);
+    EXPECT_EQ(OK, client.hears());
+    EXPECT_EQ(START_MAIL, client.hears());
+    for (int i = 0; i < 150; i++) {
+        ASSERT_EQ(OK, client.hears()) << i;
+    }
+    EXPECT_EQ(OK, client.asks("text\r\n."));
+    EXPECT_EQ("text\r\n", text_of(spooled(".txt", "mailin")));
+    empty_spool("mailin");
+
     // A body that is begun again, or given up by RSET, leaves nothing open.
     client.asks("RCPT TO:<fax@firm.example>");
     std::string twice, heard;

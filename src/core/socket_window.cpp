@@ -23,7 +23,6 @@ namespace
 // come in single chunks, so that a client who sends thousands ahead holds up nobody else.
 constexpr int CHUNK_SIZE = 1023;
 constexpr int CHUNKS_PER_RECEIVE = 64;
-constexpr int PART_SIZE = 100; // of the commands that follow a full chunk
 
 char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
 
@@ -133,8 +132,8 @@ void hand_on(ClientSession *session, int count)
 // Receives once: the count, as socket_receive gives it.
 int receive_from(ClientSession *session)
 {
-    const size_t commands = socket_sends_ahead(session->socket) ? PART_SIZE : CHUNK_SIZE;
-    const size_t size = session->state == SESSION_DATA ? sizeof received : commands;
+    // Never less than a chunk: what becomes of lines behind HELO and DATA depends on it.
+    const size_t size = session->state == SESSION_DATA ? sizeof received : CHUNK_SIZE;
     const int count = socket_receive(session->socket, received, size);
     if (count > 0) {
         hand_on(session, count);

@@ -76,12 +76,9 @@ Socket socket_accept(Socket listener, char *text, int size);
 // whoever waits cannot be served at the moment.
 void socket_rest(Socket listener);
 
-// Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED.
+// Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED. A
+// client who has sent more than that waits behind those who wait for an answer.
 int socket_receive(Socket socket, void *bytes, size_t size);
-
-// Whether the last receive left more to be received: such a client waits behind those who
-// wait for an answer.
-bool socket_sends_ahead(Socket socket);
 
 // Bytes taken by one send, which never waits; SOCKET_FAILED when none.
 int socket_send(Socket socket, const void *bytes, size_t size);

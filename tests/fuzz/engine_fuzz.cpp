@@ -140,10 +140,6 @@ int socket_receive(Socket, void *, size_t)
 {
     return 0;
 }
-bool socket_sends_ahead(Socket)
-{
-    return false;
-}
 void socket_close(Socket) {}
 int socket_last_error()
 {

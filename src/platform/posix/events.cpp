@@ -273,11 +273,6 @@ void events_set_sends_ahead(int socket, bool does)
         listen_in(does ? ahead : epoll, socket, EPOLLIN | EPOLLRDHUP) ? does : !does;
 }
 
-bool events_sends_ahead(int socket)
-{
-    return watch_of(socket).sends_ahead;
-}
-
 bool events_watch_accepted(int socket, int listening)
 {
     const Watch from = watch_of(listening);

@@ -230,11 +230,6 @@ int socket_receive(Socket socket, void *bytes, size_t size)
                                                                      : SOCKET_FAILED;
 }
 
-bool socket_sends_ahead(Socket socket)
-{
-    return events_sends_ahead(socket);
-}
-
 int socket_send(Socket socket, const void *bytes, size_t size)
 {
     const ssize_t count = send(socket, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
