@@ -80,6 +80,7 @@ pid_t run(const std::string &directory, const std::vector<std::string> &prefix)
     std::vector<std::string> words = prefix;
     words.emplace_back(QLNSMTPD);
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string &word : words) {
         arguments.push_back(word.data());
     }
@@ -359,7 +360,7 @@ std::string Installation::spooled(const std::string &extension,
 void Installation::empty_spool(const std::string &below) const
 {
     for (const std::string &name : files(below)) {
-        fs::remove(path(below + "/" + name));
+        fs::remove(fs::path(path(below)) / name);
     }
 }
 
