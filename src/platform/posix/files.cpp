@@ -67,10 +67,10 @@ bool is_directory(int descriptor)
     return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-int open_native(const char *native, int flags, bool may_use_spare)
+int open_native(const char *native, int flags, int leave_spare)
 {
     int descriptor = open(native, flags | O_CLOEXEC, NEW_FILE_MODE);
-    if (descriptor < 0 && may_use_spare && spare_descriptor_release()) {
+    if (descriptor < 0 && spare_descriptor_release(leave_spare)) {
         descriptor = open(native, flags | O_CLOEXEC, NEW_FILE_MODE);
     }
     return descriptor;
@@ -78,31 +78,31 @@ int open_native(const char *native, int flags, bool may_use_spare)
 
 // As it stands first; a search in other letter cases only when that is not there; and
 // only then is a new file made.
-int open_any_case(const char *path, FileMode mode, bool may_use_spare)
+int open_any_case(const char *path, FileMode mode, int leave_spare)
 {
     char native[NATIVE_SIZE];
     if (!to_native(path, native, sizeof native)) {
         return -1;
     }
     const int flags = flags_of(mode);
-    const int descriptor = open_native(native, flags, may_use_spare);
+    const int descriptor = open_native(native, flags, leave_spare);
     if (descriptor >= 0 || errno != ENOENT) {
         return descriptor;
     }
 
     if ((flags & O_CREAT) != 0) {
-        return open_native(path_for_own_name(native).c_str(), flags, may_use_spare);
+        return open_native(path_for_own_name(native).c_str(), flags, leave_spare);
     }
     if (mode == FILE_READ) {
         std::string found;
         if (find_in_other_case(native, &found)) {
-            return open_native(found.c_str(), flags, may_use_spare);
+            return open_native(found.c_str(), flags, leave_spare);
         }
         errno = ENOENT;
         return -1;
     }
     // What is found may be a link to a file that is still to be made.
-    return open_native(path_for_new_name(native).c_str(), flags | O_CREAT, may_use_spare);
+    return open_native(path_for_new_name(native).c_str(), flags | O_CREAT, leave_spare);
 }
 
 // Bytes written; fewer than asked for when writing fails.
@@ -145,7 +145,7 @@ bool is_separator(char c)
 
 FileHandle file_open(const char *path, FileMode mode)
 {
-    const int descriptor = open_any_case(path, mode, true);
+    const int descriptor = open_any_case(path, mode, 0);
     if (descriptor >= 0 && mode == FILE_READ && is_directory(descriptor)) {
         close(descriptor);
         errno = EISDIR;
@@ -156,7 +156,7 @@ FileHandle file_open(const char *path, FileMode mode)
 
 FileHandle file_open_for_long(const char *path)
 {
-    const int descriptor = open_any_case(path, FILE_OWN, false);
+    const int descriptor = open_any_case(path, FILE_OWN, SPARE_FOR_A_MOMENT);
     return descriptor < 0 ? failed(NO_FILE) : descriptor;
 }
 
@@ -210,7 +210,7 @@ bool file_sync_directory_of(const char *path)
 {
     const std::string native = path_for_own_name(native_path(path));
     const std::string directory = native.substr(0, native.rfind('/') + 1) + ".";
-    const int descriptor = open_native(directory.c_str(), O_RDONLY | O_DIRECTORY, true);
+    const int descriptor = open_native(directory.c_str(), O_RDONLY | O_DIRECTORY, 0);
     if (descriptor < 0) {
         return failed(false);
     }

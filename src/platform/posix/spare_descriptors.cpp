@@ -7,38 +7,28 @@
 namespace
 {
 
-constexpr int SPARE_COUNT = 4;
-int spare[SPARE_COUNT] = {-1, -1, -1, -1};
-bool complete;
+constexpr int SPARE_COUNT = 20;
+int spare[SPARE_COUNT]; // the first `count`
+int count;
 
 } // namespace
 
 void spare_descriptors_refill()
 {
-    if (complete) {
-        return;
-    }
-    complete = true;
-    for (int &descriptor : spare) {
+    while (count < SPARE_COUNT) {
+        const int descriptor = open("/", O_PATH | O_CLOEXEC);
         if (descriptor < 0) {
-            descriptor = open("/", O_PATH | O_CLOEXEC);
-            complete = complete && descriptor >= 0;
+            return;
         }
+        spare[count++] = descriptor;
     }
 }
 
-bool spare_descriptor_release()
+bool spare_descriptor_release(int leave)
 {
-    if (errno != EMFILE && errno != ENFILE) {
+    if ((errno != EMFILE && errno != ENFILE) || count <= leave) {
         return false;
     }
-    for (int &descriptor : spare) {
-        if (descriptor >= 0) {
-            close(descriptor);
-            descriptor = -1;
-            complete = false;
-            return true;
-        }
-    }
-    return false;
+    close(spare[--count]);
+    return true;
 }
