@@ -98,12 +98,11 @@ class Faults : public Installation
         settled_ = descriptors();
     }
 
-    void arm(const Fault &fault, int nth, bool lasts = false)
+    void arm(const Fault &fault, int nth)
     {
         page_->kind = fault.call;
         page_->error = fault.error;
         page_->half = fault.half;
-        page_->lasts = lasts;
         page_->nth = nth;
     }
 
@@ -274,3 +273,49 @@ TEST_F(Faults, WhatAKilledServerLeftUnfinishedIsLoggedAtTheNextStart)
     }
     EXPECT_EQ(left, files());
 }
+
+TEST_F(Faults, AClockThatJumpsDisturbsNobody)
+{
+    settings("SocketTimeout=5\n");
+    start_with_page();
+    Client idle = with_recipient();
+    for (const int seconds : {86400, -86400, 0}) {
+        page_->clock = seconds;
+        EXPECT_TRUE(delivers(SETTINGS[0]));
+        settings("SocketTimeout=5\nSMTPAUTHENTICATION=1\n");
+        EXPECT_FALSE(delivers(SETTINGS[0]));
+        settings("SocketTimeout=5\n");
+    }
+    EXPECT_EQ("354", idle.asks("DATA").substr(0, 3));
+    EXPECT_EQ("250 OK\r\n", idle.asks("Subject: fault\r\n\r\nfirst\r\nlast\r\n."));
+    EXPECT_EQ(4, whole_messages());
+}
+
+// Without the address sanitizer, which needs more address space than there is.
+#ifndef __SANITIZE_ADDRESS__
+TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
+{
+    start();
+    Client here = with_recipient();
+    const std::string pages = slurp("/proc/" + std::to_string(process()) + "/statm");
+    const rlimit little{std::stoul(pages) * 4096, RLIM_INFINITY}; // no more than it has
+    const rlimit plenty{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(0, prlimit(process(), RLIMIT_AS, &little, nullptr));
+    std::vector<Client> others;
+    for (int i = 0; i < 500; i++) {
+        others.push_back(connect_from());
+    }
+    EXPECT_TRUE(logs("Out of memory"));
+    EXPECT_EQ("354", here.asks("DATA").substr(0, 3));
+    EXPECT_EQ("250 OK\r\n", here.asks("Subject: fault\r\n\r\nfirst\r\nlast\r\n."));
+    EXPECT_EQ(1, whole_messages());
+
+    ASSERT_EQ(0, prlimit(process(), RLIMIT_AS, &plenty, nullptr));
+    EXPECT_EQ("220 ", others.back().hears().substr(0, 4));
+    int lines = 0;
+    for (const std::string &line : log_lines()) {
+        lines += line.find("Out of memory") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_EQ(1, lines);
+}
+#endif

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/epoll.h>
@@ -42,7 +43,7 @@ bool fails(FailingCall kind)
         page->nth--;
         return false;
     }
-    page->nth = page->lasts ? 1 : 0;
+    page->nth = 0;
     errno = page->error;
     return true;
 }
@@ -103,23 +104,25 @@ int close(int file)
     return fails(CALL_CLOSE) ? -1 : result;
 }
 
-int rename(const char *from, const char *to) noexcept
-{
-    NEXT(rename);
-    return fails(CALL_RENAME) ? -1 : real(from, to);
-}
+#define FAILING(kind, result, name, parameters, arguments, ...)                          \
+    result name parameters __VA_ARGS__                                                   \
+    {                                                                                    \
+        NEXT(name);                                                                      \
+        return fails(kind) ? -1 : real arguments;                                        \
+    }
 
-int unlink(const char *path) noexcept
-{
-    NEXT(unlink);
-    return fails(CALL_UNLINK) ? -1 : real(path);
-}
-
-int fdatasync(int file)
-{
-    NEXT(fdatasync);
-    return fails(CALL_SYNC) ? -1 : real(file);
-}
+FAILING(CALL_RENAME, int, rename, (const char *from, const char *to), (from, to),
+        noexcept)
+FAILING(CALL_UNLINK, int, unlink, (const char *path), (path), noexcept)
+FAILING(CALL_SYNC, int, fdatasync, (int file), (file))
+FAILING(CALL_RECV, ssize_t, recv, (int socket, void *bytes, size_t size, int flags),
+        (socket, bytes, size, flags))
+FAILING(CALL_ACCEPT, int, accept4,
+        (int socket, sockaddr *address, socklen_t *length, int flags),
+        (socket, address, length, flags))
+FAILING(CALL_WATCH, int, epoll_ctl,
+        (int epoll, int operation, int socket, epoll_event *event),
+        (epoll, operation, socket, event), noexcept)
 
 ssize_t send(int socket, const void *bytes, size_t size, int flags)
 {
@@ -130,22 +133,19 @@ ssize_t send(int socket, const void *bytes, size_t size, int flags)
     return page->half ? real(socket, bytes, size / 2, flags) : -1;
 }
 
-ssize_t recv(int socket, void *bytes, size_t size, int flags)
+int clock_gettime(clockid_t clock, timespec *now) noexcept
 {
-    NEXT(recv);
-    return fails(CALL_RECV) ? -1 : real(socket, bytes, size, flags);
+    NEXT(clock_gettime);
+    const int result = real(clock, now);
+    now->tv_sec += page != nullptr && clock == CLOCK_REALTIME ? page->clock.load() : 0;
+    return result;
 }
 
-int accept4(int socket, sockaddr *address, socklen_t *length, int flags)
+time_t time(time_t *) noexcept
 {
-    NEXT(accept4);
-    return fails(CALL_ACCEPT) ? -1 : real(socket, address, length, flags);
-}
-
-int epoll_ctl(int epoll, int operation, int socket, epoll_event *event) noexcept
-{
-    NEXT(epoll_ctl);
-    return fails(CALL_WATCH) ? -1 : real(epoll, operation, socket, event);
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec;
 }
 
 void *malloc(size_t size)

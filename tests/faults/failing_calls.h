@@ -26,4 +26,5 @@ struct FaultPage {
     std::atomic<bool> lasts; // and so does every call behind it
     std::atomic<int> calls[CALL_KINDS];
     std::atomic<long> blocks; // of memory that have not been given back
+    std::atomic<int> clock;   // seconds by which the clock goes wrong
 };
