@@ -2,20 +2,35 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
 {
 
 constexpr int SPARE_COUNT = 20;
-int spare[SPARE_COUNT]; // the first `count`
+constexpr int SPARE_SHARE = 8; // of what the process may have open, where that is little
+int spare[SPARE_COUNT];        // the first `count`
 int count;
+
+int wanted()
+{
+    rlimit files;
+    if (getrlimit(RLIMIT_NOFILE, &files) != 0) {
+        return SPARE_COUNT;
+    }
+    const rlim_t share = files.rlim_cur / SPARE_SHARE;
+    return share < SPARE_COUNT - SPARE_FOR_A_MOMENT
+               ? SPARE_FOR_A_MOMENT + static_cast<int>(share)
+               : SPARE_COUNT;
+}
 
 } // namespace
 
 void spare_descriptors_refill()
 {
-    while (count < SPARE_COUNT) {
+    static const int enough = wanted();
+    while (count < enough) {
         const int descriptor = open("/", O_PATH | O_CLOEXEC);
         if (descriptor < 0) {
             return;
