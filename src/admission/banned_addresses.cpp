@@ -2,7 +2,6 @@
 #include "admission/banned_addresses.h"
 
 #include "admission/address_list.h"
-#include "core/paths.h"
 #include "log/activity_log.h"
 #include "platform/file_contents.h"
 
@@ -44,9 +43,7 @@ const AddressTable *table_of(const FileContents &contents)
 
 int is_banned_ip_address(const char *address)
 {
-    char path[PATH_SIZE];
-    path_below(path, sizeof path, LIST_FILE);
-    FileContents contents = file_contents(path);
+    FileContents contents = file_contents(LIST_FILE);
     if (contents.bytes == nullptr)
         return 0;
 

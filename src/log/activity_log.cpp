@@ -18,6 +18,7 @@ char log_stamp[STAMP_SIZE];
 namespace
 {
 
+constexpr char LOG_FILE[] = "LOGS\\QLNSMTP.TXT"; // below the working directory
 constexpr size_t LINE_LIMIT = 506; // characters of a text that reach the file
 constexpr int CALLS_BETWEEN_CHECKS = 500;
 
@@ -72,9 +73,7 @@ void check_size()
     }
     write_counter = 0;
     log_flush();
-    char path[PATH_SIZE];
-    log_path(path, sizeof path);
-    if (trim_log_file(path) != 0) {
+    if (trim_log_file(LOG_FILE) != 0) {
         add_pending(TRIM_MARKER, sizeof TRIM_MARKER - 1);
     }
 }
@@ -136,7 +135,7 @@ void log_stamped(const char *format, ...)
 
 void log_path(char *path, int size)
 {
-    path_below(path, size, "LOGS\\QLNSMTP.TXT");
+    path_below(path, size, LOG_FILE);
 }
 
 void log_flush()
@@ -146,7 +145,5 @@ void log_flush()
     }
     const size_t count = pending_count;
     pending_count = 0;
-    char path[PATH_SIZE];
-    log_path(path, sizeof path);
-    file_put(path, FILE_APPEND, pending, count); // nobody to tell when that fails
+    file_put(LOG_FILE, FILE_APPEND, pending, count); // nobody to tell when that fails
 }

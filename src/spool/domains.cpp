@@ -1,6 +1,5 @@
 #include "spool/domains.h"
 
-#include "core/paths.h"
 #include "core/text.h"
 #include "log/activity_log.h"
 #include "platform/file_contents.h"
@@ -14,7 +13,8 @@
 namespace
 {
 
-constexpr size_t LINE_PIECE = 511; // bytes read at a time
+constexpr char DOMAINS_FILE[] = "DATA\\RAW\\DOMAIN.DAT"; // below the working directory
+constexpr size_t LINE_PIECE = 511;                       // bytes read at a time
 
 // The entries of the file's present version, in lower case.
 struct DomainTable {
@@ -63,9 +63,7 @@ void read_domains(std::string_view text)
 
 int domain_is_accepted(const char *domain)
 {
-    char path[PATH_SIZE];
-    path_below(path, sizeof path, "DATA\\RAW\\DOMAIN.DAT");
-    const FileContents contents = file_contents(path);
+    const FileContents contents = file_contents(DOMAINS_FILE);
     if (contents.bytes == nullptr) {
         log_line("Unable to open Domains file to validate...");
         return 1;

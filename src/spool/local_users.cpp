@@ -1,6 +1,5 @@
 #include "spool/local_users.h"
 
-#include "core/paths.h"
 #include "core/settings.h"
 #include "core/text.h"
 #include "log/activity_log.h"
@@ -13,7 +12,8 @@
 namespace
 {
 
-constexpr int USER_LIMIT = 999; // sections looked at
+constexpr char USERS_FILE[] = "DATA\\RAW\\TSUSERS.DAT"; // below the working directory
+constexpr int USER_LIMIT = 999;                         // sections looked at
 constexpr int VALUE_SIZE = 512;
 
 // The users of the file's present version: address in lower case, result of the look-up.
@@ -62,11 +62,9 @@ void read_users(const char *path)
 
 const UserTable &present_users()
 {
-    char path[PATH_SIZE];
-    path_below(path, sizeof path, "DATA\\RAW\\TSUSERS.DAT");
-    const uint64_t version = profile_version(path);
+    const uint64_t version = profile_version(USERS_FILE);
     if (version != table.version) {
-        read_users(path);
+        read_users(USERS_FILE);
         table.version = version;
     }
     return table;

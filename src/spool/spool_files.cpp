@@ -20,18 +20,30 @@ constexpr int EXTENSION_LENGTH = 4;
 // the try: the test for the name and its creation are one step.
 FileHandle make_spool_file(const char *directory, char *name, int size)
 {
+    // Under load many names are made in one tick: the search goes on behind the last.
+    static unsigned last_seconds;
+    static uint32_t last_tick;
+    static unsigned last_tries;
+
     const auto seconds = static_cast<unsigned>(unix_time());
     FileHandle file = NO_FILE;
     unsigned tries = 0;
     do {
+        const uint32_t tick = tick_count();
+        if (tries == 0 && seconds == last_seconds && tick == last_tick) {
+            tries = last_tries;
+        }
         const int length =
             format_text(name, static_cast<size_t>(size), "%s\\%08x%08x%02x%s", directory,
-                        seconds, tick_count(), tries++, ENVELOPE_EXTENSION);
+                        seconds, tick, tries++, ENVELOPE_EXTENSION);
         if (length >= size - 1) {
             return NO_FILE; // it may have been cut
         }
         file = file_open(name, FILE_NEW);
+        last_tick = tick;
     } while (file == NO_FILE && file_name_was_taken());
+    last_seconds = seconds;
+    last_tries = tries;
     return file;
 }
 
