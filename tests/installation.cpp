@@ -50,25 +50,6 @@ int connected(const std::string &from, const std::string &to, int port)
     return socket;
 }
 
-int free_port()
-{
-    // Below the ports that the system gives to clients, who would be in the way.
-    static std::mt19937 random(std::random_device{}());
-    const int on = 1;
-    int port = 0;
-    bool found = false;
-    for (int i = 0; i < 100 && !found; i++) {
-        port = std::uniform_int_distribution(10000, 30000)(random);
-        const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        const sockaddr_in address = address_of("0.0.0.0", port);
-        found = bind(socket, reinterpret_cast<const sockaddr *>(&address),
-                     sizeof address) == 0;
-        close(socket);
-    }
-    return port;
-}
-
 void pause_a_little()
 {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -114,6 +95,25 @@ int ended(pid_t process)
 }
 
 } // namespace
+
+int free_port()
+{
+    // Below the ports that the system gives to clients, who would be in the way.
+    static std::mt19937 random(std::random_device{}());
+    const int on = 1;
+    int port = 0;
+    bool found = false;
+    for (int i = 0; i < 100 && !found; i++) {
+        port = std::uniform_int_distribution(10000, 30000)(random);
+        const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        const sockaddr_in address = address_of("0.0.0.0", port);
+        found = bind(socket, reinterpret_cast<const sockaddr *>(&address),
+                     sizeof address) == 0;
+        close(socket);
+    }
+    return port;
+}
 
 // --- Client
 

@@ -138,3 +138,5 @@ class Installation : public testing::Test
 };
 
 std::string slurp(const std::string &path);
+// A TCP port of the loopback that nobody listens on.
+int free_port();
