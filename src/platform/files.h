@@ -33,8 +33,8 @@ bool is_separator(char c);
 // can be opened even when connections have used up the descriptors.
 FileHandle file_open(const char *path, FileMode mode);
 
-// Like FILE_OWN, for a file that stays open across events: it is not given the last of the
-// descriptors that are set aside, which are for short-lived files.
+// Like FILE_OWN, for a file that stays open across events: it is not given the last of
+// the descriptors that are set aside, which are for short-lived files.
 FileHandle file_open_for_long(const char *path);
 
 // Bytes read, at most `size`; 0 at the end of the file, -1 when reading fails.

@@ -1,6 +1,6 @@
 // Descriptors kept aside while connections hold all the others: so that those who are
-// connected can go on, and files that are open for a moment (log, envelopes, lists) can be
-// opened whatever is open.
+// connected can go on, and files that are open for a moment (log, envelopes, lists) can
+// be opened whatever is open.
 #pragma once
 
 // So many are for the files of a moment, out of a larger number.
