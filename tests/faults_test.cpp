@@ -145,7 +145,7 @@ class Faults : public Installation
         if (toggles.authenticates) {
             lines.insert(lines.begin() + 1, "AUTH LOGIN");
         }
-        if (!client.hears(300).starts_with("220 ")) {
+        if (!client.hears(1000).starts_with("220 ")) {
             return false;
         }
         for (const std::string &line : lines) {

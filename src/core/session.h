@@ -41,5 +41,6 @@ struct ClientSession {
     uint32_t authenticated;
     uint32_t domainAccepted;
     uint32_t storeFailed; // the text of this message is read, but could not be stored
+    int32_t chunkLeft;    // bytes of a chunk of commands that are still to be received
     SessionList list;     // the list that holds the record
 };

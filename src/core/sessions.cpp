@@ -92,6 +92,7 @@ ClientSession *session_alloc()
     session->authenticated = 0;
     session->domainAccepted = 0;
     session->storeFailed = 0;
+    session->chunkLeft = 0;
     append(active, session, ON_ACTIVE_LIST);
     return session;
 }

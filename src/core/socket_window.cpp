@@ -23,6 +23,7 @@ namespace
 // come in single chunks, so that a client who sends thousands ahead holds up nobody else.
 constexpr int CHUNK_SIZE = 1023;
 constexpr int CHUNKS_PER_RECEIVE = 64;
+constexpr int MUCH = 4096; // text of a client who does not wait
 
 char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
 
@@ -118,25 +119,60 @@ void accept_client(Socket listener)
     }
 }
 
-// Hands received bytes on in chunks, as long as the connection lasts.
-void hand_on(ClientSession *session, int count)
+// Hands bytes on, chunk by chunk while they are message text; of commands a few at a
+// time. The bytes handled.
+int hand_on(ClientSession *session, int count)
 {
-    for (int at = 0; at < count && session_is_open(session); at += CHUNK_SIZE) {
-        handle_client_input(session, received + at, std::min(CHUNK_SIZE, count - at));
-    }
-    if (session_is_open(session)) {
-        message_write_gathered(session);
-    }
+    int at = 0;
+    do {
+        const int chunk = std::min(CHUNK_SIZE, count - at);
+        at += handle_part_of_input(session, received + at, chunk);
+    } while (at < count && session_is_open(session) && session->state == SESSION_DATA);
+    return at;
 }
 
-// Receives once: the count, as socket_receive gives it.
+// Message text, and what was sent ahead, is looked at first and taken as far as it was
+// handled. A chunk stays a chunk: what is left of one is looked at by itself.
+int receive_ahead(ClientSession *session)
+{
+    const bool is_text = session->state == SESSION_DATA;
+    const int size = session->chunkLeft > 0 ? session->chunkLeft
+                     : is_text              ? static_cast<int>(sizeof received)
+                                            : CHUNK_SIZE;
+    const Socket socket = session->socket;
+    const int count = socket_peek(socket, received, static_cast<size_t>(size));
+    if (count <= 0) {
+        return count;
+    }
+    const int handled = hand_on(session, count);
+    if (session_is_open(session)) {
+        message_write_gathered(session);
+        if (!socket_discard(socket, static_cast<size_t>(handled))) {
+            Disconnect(session); // rather than handle it twice
+            return count;
+        }
+        session->chunkLeft = is_text ? 0 : count - handled;
+        const bool was_part = !is_text && size < CHUNK_SIZE;
+        socket_set_sends_ahead(socket, handled < count || count >= MUCH || was_part ||
+                                           count == CHUNK_SIZE);
+    }
+    return count;
+}
+
+// Receives once and hands it on: the count, as socket_receive gives it.
 int receive_from(ClientSession *session)
 {
-    // Never less than a chunk: what becomes of lines behind HELO and DATA depends on it.
-    const size_t size = session->state == SESSION_DATA ? sizeof received : CHUNK_SIZE;
-    const int count = socket_receive(session->socket, received, size);
+    if (session->state == SESSION_DATA || socket_sends_ahead(session->socket)) {
+        return receive_ahead(session);
+    }
+    const Socket socket = session->socket;
+    const int count = socket_receive(socket, received, CHUNK_SIZE);
     if (count > 0) {
-        hand_on(session, count);
+        handle_client_input(session, received, count);
+    }
+    if (count > 0 && session_is_open(session)) {
+        message_write_gathered(session);
+        socket_set_sends_ahead(socket, count == CHUNK_SIZE);
     }
     return count;
 }

@@ -76,9 +76,18 @@ Socket socket_accept(Socket listener, char *text, int size);
 // whoever waits cannot be served at the moment.
 void socket_rest(Socket listener);
 
-// Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED. A
-// client who has sent more than that waits behind those who wait for an answer.
+// Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED.
 int socket_receive(Socket socket, void *bytes, size_t size);
+
+// The same, but the bytes stay to be received; and takes so many of them away, false when
+// it cannot.
+int socket_peek(Socket socket, void *bytes, size_t size);
+bool socket_discard(Socket socket, size_t size);
+
+// Whether the client sends without waiting for answers. Of all of those, one is served
+// whenever everybody else has been: however many they are, they hold up nobody.
+void socket_set_sends_ahead(Socket socket, bool does);
+bool socket_sends_ahead(Socket socket);
 
 // Bytes taken by one send, which never waits; SOCKET_FAILED when none.
 int socket_send(Socket socket, const void *bytes, size_t size);

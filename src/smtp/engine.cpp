@@ -16,10 +16,13 @@
 #include "spool/rcpt_to.h"
 #include "spool/spool_files.h"
 
+#include <climits>
 #include <cstring>
 
 namespace
 {
+
+constexpr int COMMANDS_AT_ONCE = 4;
 
 constexpr char UNRECOGNIZED[] = "Error command unrecognized";
 constexpr char REQUIRED[] = "Authentication required";
@@ -207,9 +210,11 @@ const Verb *classify_command(const ClientSession *session)
 }
 
 // Every line of the chunk is a command, also behind a DATA that is answered with 354:
-// the message text begins with the next chunk.
-void command_phase(ClientSession *session, const char *bytes, int count)
+// the message text begins with the next chunk. Up to there it can be handled in parts.
+// The bytes handled.
+int command_phase(ClientSession *session, const char *bytes, int count, int limit)
 {
+    int commands = 0;
     for (int i = 0; i < count; i++) {
         if (!add_to_line(session, bytes[i])) {
             continue;
@@ -217,11 +222,16 @@ void command_phase(ClientSession *session, const char *bytes, int count)
         if (const Verb *verb = classify_command(session)) {
             verb->handle(session);
             if (!session_is_open(session)) {
-                return;
+                return count;
             }
+            commands++;
         }
         session->lineLength = 0;
+        if (commands >= limit && session->state == SESSION_COMMANDS) {
+            return i + 1;
+        }
     }
+    return count;
 }
 
 } // namespace
@@ -236,7 +246,7 @@ void handle_client_input(ClientSession *session, const char *bytes, int count)
         helo_phase(session, bytes, count);
         break;
     case SESSION_COMMANDS:
-        command_phase(session, bytes, count);
+        command_phase(session, bytes, count, INT_MAX);
         break;
     case SESSION_DATA:
         message_receive(session, bytes, count);
@@ -244,4 +254,13 @@ void handle_client_input(ClientSession *session, const char *bytes, int count)
     default:
         break;
     }
+}
+
+int handle_part_of_input(ClientSession *session, const char *bytes, int count)
+{
+    if (session->state == SESSION_COMMANDS) {
+        return command_phase(session, bytes, count, COMMANDS_AT_ONCE);
+    }
+    handle_client_input(session, bytes, count);
+    return count;
 }

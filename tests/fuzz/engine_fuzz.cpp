@@ -136,6 +136,19 @@ Socket socket_accept(Socket, char *, int)
     return NO_SOCKET;
 }
 void socket_rest(Socket) {}
+int socket_peek(Socket, void *, size_t)
+{
+    return 0;
+}
+bool socket_discard(Socket, size_t)
+{
+    return true;
+}
+void socket_set_sends_ahead(Socket, bool) {}
+bool socket_sends_ahead(Socket)
+{
+    return false;
+}
 int socket_receive(Socket, void *, size_t)
 {
     return 0;
@@ -187,7 +200,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (size_t at = 0; at < text.size() && session_is_open(session); at += chunk) {
         receiving = session->state == SESSION_DATA;
         const size_t count = std::min<size_t>(chunk, text.size() - at);
-        handle_client_input(session, text.data() + at, static_cast<int>(count));
+        for (size_t done = 0; done < count && session_is_open(session);) {
+            const int left = static_cast<int>(count - done);
+            const int part = handle_part_of_input(session, text.data() + at + done, left);
+            promise(part > 0 && part <= left, "a part of a chunk");
+            done += static_cast<size_t>(part);
+        }
         if (session_is_open(session)) {
             message_write_gathered(session);
         }

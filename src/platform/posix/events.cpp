@@ -268,9 +268,16 @@ void events_set_sends_ahead(int socket, bool does)
     if (watch.sends_ahead == does || watch.window == nullptr) {
         return;
     }
-    epoll_ctl(does ? epoll : ahead, EPOLL_CTL_DEL, socket, nullptr);
-    watch.sends_ahead =
-        listen_in(does ? ahead : epoll, socket, EPOLLIN | EPOLLRDHUP) ? does : !does;
+    // Into the one queue before out of the other: it stays where it is when that fails.
+    if (listen_in(does ? ahead : epoll, socket, EPOLLIN | EPOLLRDHUP)) {
+        epoll_ctl(does ? epoll : ahead, EPOLL_CTL_DEL, socket, nullptr);
+        watch.sends_ahead = does;
+    }
+}
+
+bool events_sends_ahead(int socket)
+{
+    return watch_of(socket).sends_ahead;
 }
 
 bool events_watch_accepted(int socket, int listening)

@@ -37,6 +37,7 @@ bool events_watch_accepted(int socket, int listening);
 // Whether the socket's client sends without waiting for answers. Of all of those, one is
 // served whenever everybody else has been: however many they are, they hold up nobody.
 void events_set_sends_ahead(int socket, bool does);
+bool events_sends_ahead(int socket);
 
 // Forgets a socket that is about to be closed.
 void events_forget(int socket);

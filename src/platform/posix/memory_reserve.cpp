@@ -36,5 +36,6 @@ void memory_reserve_refill()
 
 bool memory_is_short()
 {
+    memory_reserve_refill();
     return reserve == nullptr;
 }

@@ -27,9 +27,6 @@ constexpr int LEAST_SEND_BUFFER = 16384;
 // backlog would be completed for the client and forgotten.
 constexpr int LONGEST_BACKLOG = 65535;
 
-// So many bytes at once are those of a client who sends ahead.
-constexpr int MUCH = 4096;
-
 int last_error;
 Window *registered_window;
 unsigned registered_message;
@@ -74,6 +71,17 @@ bool is_own_address(uint32_t address)
     }
     freeifaddrs(list);
     return found;
+}
+
+int receive(int socket, void *bytes, size_t size, int flags)
+{
+    const ssize_t count = recv(socket, bytes, size, flags);
+    if (count >= 0) {
+        return static_cast<int>(count);
+    }
+    last_error = errno;
+    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ? SOCKET_WOULD_BLOCK
+                                                                     : SOCKET_FAILED;
 }
 
 bool is_shortage(int error)
@@ -219,15 +227,28 @@ void socket_rest(Socket listener)
 
 int socket_receive(Socket socket, void *bytes, size_t size)
 {
-    const ssize_t count = recv(socket, bytes, size, 0);
-    if (count >= 0) {
-        events_set_sends_ahead(socket,
-                               count >= MUCH || static_cast<size_t>(count) == size);
-        return static_cast<int>(count);
-    }
-    last_error = errno;
-    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ? SOCKET_WOULD_BLOCK
-                                                                     : SOCKET_FAILED;
+    return receive(socket, bytes, size, 0);
+}
+
+int socket_peek(Socket socket, void *bytes, size_t size)
+{
+    return receive(socket, bytes, size, MSG_PEEK);
+}
+
+bool socket_discard(Socket socket, size_t size)
+{
+    // Takes it without a copy.
+    return recv(socket, nullptr, size, MSG_TRUNC) == static_cast<ssize_t>(size);
+}
+
+void socket_set_sends_ahead(Socket socket, bool does)
+{
+    events_set_sends_ahead(socket, does);
+}
+
+bool socket_sends_ahead(Socket socket)
+{
+    return events_sends_ahead(socket);
 }
 
 int socket_send(Socket socket, const void *bytes, size_t size)
