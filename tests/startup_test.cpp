@@ -210,3 +210,24 @@ TEST_F(Startup, AnInstallationInSmallLettersIsServedAsItStands)
     EXPECT_EQ(Lines{"qlnsmtp.txt"}, files("logs"));
     EXPECT_TRUE(content("logs/qlnsmtp.txt").starts_with("old\r\n\r\n\r\n"));
 }
+
+TEST_F(Startup, AWorkingDirectoryMayHaveALongName)
+{
+    for (const size_t length : {255U, 300U}) {
+        const size_t rest = length - path("d").size() - 1;
+        const std::string deep = "d/" + std::string(rest / 2, 'e') + "/" +
+                                 std::string(rest - rest / 2 - 1, 'f');
+        ASSERT_EQ(length, path(deep).size());
+        fs::create_directories(path(deep + "/DATA/RAW"));
+        fs::create_directory(path(deep + "/LOGS"));
+        fs::copy(path(SETTINGS_FILE), path(deep + "/" + SETTINGS_FILE));
+        launch({"sh", "-c", "cd \"$0\" && exec \"$1\"", deep});
+        for (int i = 0; i < 200 && connect_from().socket() < 0; i++) {
+            pause_for(10);
+        }
+        EXPECT_TRUE(connect_from().hears().starts_with("220 ")) << length;
+        EXPECT_EQ(0, stop());
+        EXPECT_NE(std::string::npos, content(deep + "/" + SETTINGS_FILE).find("HWND="));
+        EXPECT_TRUE(content(deep + "/LOGS/QLNSMTP.TXT").ends_with("closed down\r\n"));
+    }
+}

@@ -14,7 +14,10 @@ char settings_path[PATH_SIZE];
 
 void settings_locate()
 {
-    path_below(settings_path, sizeof settings_path, "data\\raw\\qlnxserver.dat");
+    constexpr char BELOW[] = "data\\raw\\qlnxserver.dat";
+    if (!path_below(settings_path, sizeof settings_path, BELOW)) {
+        copy_text(settings_path, sizeof settings_path, BELOW); // the system begins there
+    }
 }
 
 void settings_flush()
