@@ -302,6 +302,7 @@ TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
     const rlimit plenty{RLIM_INFINITY, RLIM_INFINITY};
     ASSERT_EQ(0, prlimit(process(), RLIMIT_AS, &little, nullptr));
     std::vector<Client> others;
+    others.reserve(500);
     for (int i = 0; i < 500; i++) {
         others.push_back(connect_from());
     }

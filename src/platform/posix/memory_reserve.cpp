@@ -10,7 +10,7 @@ namespace
 
 // Above the size from which the allocator maps blocks of their own, so that what is given
 // back can be used for anything.
-constexpr size_t RESERVE_SIZE = 256 * 1024;
+constexpr size_t RESERVE_SIZE = size_t{256} * 1024;
 
 void *reserve;
 
