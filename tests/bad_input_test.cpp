@@ -12,33 +12,12 @@ namespace fs = std::filesystem;
 using namespace std::string_literals;
 using Lines = std::vector<std::string>;
 
-namespace
-{
-
-constexpr char OK[] = "250 OK\r\n";
-constexpr char NOT_STORED[] =
-    "451 Message could not be stored, please try again later\r\n";
-
-// Closes without the farewell of TCP.
-void break_off(Client *client)
-{
-    const linger at_once{1, 0};
-    setsockopt(client->socket(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-    client->leaves();
-}
-
-} // namespace
-
 class BadInput : public Installation
 {
   protected:
-    BadInput()
-    {
-        settings("SocketTimeout=0\r\n");
-    }
-
     void serve(const std::vector<std::string> &prefix = {})
     {
+        settings("SocketTimeout=0\r\n");
         start(prefix);
         const Client probe = greeted(); // answered: no log file is open at the moment
         settled_ = open_descriptors() - 1;
@@ -48,32 +27,17 @@ class BadInput : public Installation
     // taken, and the spool holds it, that many others, and nothing else.
     void is_unharmed(size_t finished)
     {
-        for (int i = 0; i < 1000 && !all_are_gone(); i++) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_EQ(settled_, open_descriptors());
+        EXPECT_TRUE(comes_true([&] { return open_descriptors() == settled_; }));
         forget_log();
         Client client = with_recipient();
         EXPECT_TRUE(logs("SMTP: [1] connection active"));
         client.asks("DATA");
-        EXPECT_EQ(OK, client.asks("after all\r\n."));
+        EXPECT_EQ("250 OK\r\n", client.asks("after all\r\n."));
         EXPECT_EQ(2 * (finished + 1), files().size());
-        for (const std::string &name : files()) {
-            EXPECT_TRUE(exists("qlnemails/" + name.substr(0, 18) + ".env")) << name;
-            EXPECT_TRUE(exists("qlnemails/" + name.substr(0, 18) + ".txt")) << name;
-        }
         EXPECT_TRUE(files("mailin").empty() && files("pending").empty());
     }
 
   private:
-    bool all_are_gone()
-    {
-        const Lines lines = log_lines();
-        return lines.size() > 1 && lines.back() == "<>" &&
-               lines.end()[-2].ends_with("All active sessions closed") &&
-               open_descriptors() == settled_;
-    }
-
     size_t settled_ = 0;
 };
 
@@ -81,16 +45,13 @@ TEST_F(BadInput, RubbishAndEndlessLinesDoNoHarm)
 {
     serve();
     std::mt19937 random(20261122);
-    std::string rubbish(200000, '\0');
-    for (char &byte : rubbish) {
-        byte = static_cast<char>(random());
-    }
-    std::string storm; // half commands between rubbish
-    for (size_t at = 0; at + 100 < rubbish.size(); at += 100) {
+    std::string rubbish; // between half commands
+    for (int i = 0; i < 200000; i++) {
         const char *const halves[] = {"MAIL FROM:<", "RCPT TO:", "\nDATA\r", "RSET"};
-        storm += rubbish.substr(at, at % 37) + "\r\n" + halves[at / 100 % 4];
+        rubbish += i % 100 == 0 ? "\r\n"s + halves[i / 100 % 4] : ""s;
+        rubbish += static_cast<char>(random());
     }
-    for (const std::string &bytes : {rubbish, std::string(200000, 'A'), storm}) {
+    for (const std::string &bytes : {rubbish, std::string(200000, 'A')}) {
         connect_from().says(bytes);
         greeted().says(bytes);
         with_recipient().says(bytes);
@@ -100,33 +61,9 @@ TEST_F(BadInput, RubbishAndEndlessLinesDoNoHarm)
     }
     Client half = connect_from();
     half.says("HELO");
-    half.stops_sending();
+    shutdown(half.socket(), SHUT_WR);
     EXPECT_EQ("220 ", half.hears_rest().substr(0, 4));
     is_unharmed(0);
-}
-
-TEST_F(BadInput, AClientThatNeverReadsIsDisconnected)
-{
-    serve();
-    Client deaf = greeted("127.0.0.66");
-    std::string noops;
-    for (int i = 0; i < 10000; i++) {
-        noops += "NOOP\r\n";
-    }
-    bool cut = false;
-    std::thread sender([&] {
-        for (int i = 0; i < 500 && !cut; i++) {
-            cut = !deaf.says(noops);
-        }
-    });
-    Client other = with_recipient();
-    other.asks("DATA");
-    EXPECT_EQ(OK, other.asks("."));
-    other.leaves();
-    sender.join();
-    EXPECT_TRUE(cut);
-    EXPECT_TRUE(logs("SMTP: [127.0.0.66] disconnected"));
-    is_unharmed(1);
 }
 
 TEST_F(BadInput, AConnectionMayBreakAtAnyByte)
@@ -136,38 +73,40 @@ TEST_F(BadInput, AConnectionMayBreakAtAnyByte)
                          "DATA\r\n",    "one\r\n..\r\n.\r\n",  "QUIT\r\n"};
     size_t finished = 0;
     size_t said = 0;
-    for (size_t cut = 0; said == cut; cut++) { // until the dialogue has no more bytes
-        for (const bool broken : {false, true}) {
-            Client client = connect_from();
-            client.hears();
-            said = 0;
-            for (size_t i = 0; i < steps.size() && said < cut; i++) {
-                const std::string part = steps[i].substr(0, cut - said);
-                client.says(part);
-                said += part.size();
-                if (part == steps[i]) {
-                    EXPECT_NE("", client.hears());
-                    finished += i == 4 ? 1 : 0;
-                }
-            }
-            if (broken) {
-                break_off(&client);
-            }
+    for (size_t cut = 0; said == cut / 2; cut++) { // until there are no more bytes
+        Client client = connect_from();
+        client.hears();
+        said = 0;
+        for (size_t i = 0; i < steps.size() && said < cut / 2; i++) {
+            const std::string part = steps[i].substr(0, cut / 2 - said);
+            client.says(part);
+            said += part.size();
+            EXPECT_TRUE(part != steps[i] || client.hears() != "");
+            finished += i == 4 && part == steps[i] ? 1 : 0;
         }
+        const linger at_once{static_cast<int>(cut % 2), 0}; // without TCP's farewell
+        setsockopt(client.socket(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     }
     is_unharmed(finished);
 }
 
-TEST_F(BadInput, AByteAtATimeIsAMessageToo)
+TEST_F(BadInput, NobodyWaitsForTheSlowAndTheDeaf)
 {
     serve();
+    std::thread never_reads([&] {
+        Client deaf = greeted("127.0.0.66");
+        for (int i = 0; i < 500000 && deaf.says("NOOP\r\nNOOP\r\nNOOP\r\nNOOP\r\n");
+             i++) {
+        }
+        EXPECT_TRUE(logs("SMTP: [127.0.0.66] disconnected"));
+    });
     Client slow = connect_from("127.0.0.2");
     Client quick = greeted();
     for (const char byte :
          "HELO pc\r\nMAIL FROM:<a@b>\r\nRCPT TO:<c@d>\r\nDATA\r\nslow\r\n.\r\nQUIT\r"s) {
         slow.says({byte});
-        EXPECT_EQ(OK, quick.asks("NOOP")); // nobody waits for the slow one, and its
-        EXPECT_EQ(OK, quick.asks("NOOP")); // byte has been received by now
+        EXPECT_EQ("250 OK\r\n", quick.asks("NOOP"));
+        EXPECT_EQ("250 OK\r\n", quick.asks("NOOP")); // the byte has been received by now
     }
     slow.hears(); // the greeting
     EXPECT_EQ("250 Welcome [pc], pleased to meet you.\r\n250 OK\r\n250 OK\r\n"
@@ -177,47 +116,40 @@ TEST_F(BadInput, AByteAtATimeIsAMessageToo)
     // The text begins with the chunk behind that of DATA's CR: with its LF.
     EXPECT_EQ("\r\nslow\r\n", text_of(spooled(".txt")));
     quick.leaves();
+    never_reads.join();
     is_unharmed(1);
 }
 
 TEST_F(BadInput, AMessageThatCannotBeStoredIsNotAccepted)
 {
+    const std::string refusal =
+        "451 Message could not be stored, please try again later\r\n";
     serve({"prlimit", "--fsize=100000"});
     Client client = with_recipient();
     fs::remove_all(path("qlnemails"));
-    EXPECT_EQ(NOT_STORED, client.asks("RCPT TO:<x@y>"));
+    EXPECT_EQ(refusal, client.asks("RCPT TO:<x@y>"));
     EXPECT_TRUE(logs("Envelope could not be written - No such file or directory"));
-    EXPECT_EQ("354 ", client.asks("DATA").substr(0, 4));
+    client.asks("DATA");
     EXPECT_TRUE(logs("Message could not be stored - No such file or directory"));
-    EXPECT_EQ(NOT_STORED, client.asks("QUIT\r\nRCPT TO:<text@not.a.command>\r\n."));
+    EXPECT_EQ(refusal, client.asks("QUIT\r\nRCPT TO:<text@not.a.command>\r\n."));
     fs::create_directory(path("qlnemails"));
 
-    EXPECT_EQ(OK, client.asks("MAIL FROM:<>"));
-    client.asks("DATA");
+    client.asks("MAIL FROM:<>");
+    EXPECT_EQ("354 ", client.asks("DATA").substr(0, 4));
     for (int i = 0; i < 200; i++) {
         client.says(std::string(1000, 'x') + "\r\n");
     }
-    EXPECT_EQ(NOT_STORED, client.asks("."));
+    EXPECT_EQ(refusal, client.asks("."));
     EXPECT_TRUE(logs("Message could not be stored - File too large"));
     EXPECT_EQ(Lines{}, files());
 
-    EXPECT_EQ(OK, client.asks("MAIL FROM:<>"));
+    client.asks("MAIL FROM:<>");
+    const std::string base = "qlnemails/" + files().at(0).substr(0, 18);
+    fs::create_directory(path(base + ".txt"));
     client.asks("DATA");
-    const std::string body = "qlnemails/" + files()[0].substr(0, 18) + ".tmp";
-    for (int i = 0; i < 1000 && !fs::remove(path(body)); i++) {
-        client.is_closed(5); // created behind the reply
-    }
-    EXPECT_EQ(NOT_STORED, client.asks("."));
-    EXPECT_EQ(Lines{}, files());
-
-    EXPECT_EQ(OK, client.asks("MAIL FROM:<>"));
-    client.asks("DATA");
-    const std::string base = files()[0].substr(0, 18);
-    fs::create_directory(path("qlnemails/" + base + ".txt"));
-    EXPECT_EQ(NOT_STORED, client.asks("kept\r\n."));
-    EXPECT_TRUE(logs("Message could not be handed over, it is kept in [" +
-                     path("").substr(0, path("").size() - 1) + "\\qlnemails\\" + base +
-                     ".tmp] - Is a directory"));
+    EXPECT_EQ(refusal, client.asks("kept\r\n."));
+    EXPECT_TRUE(logs("Message could not be handed over, it is kept in ["));
+    EXPECT_TRUE(logs(base.substr(10) + ".tmp] - Is a directory"));
     client.leaves();
     all_closed();
     EXPECT_EQ("kept\r\n", text_of(spooled(".tmp")));

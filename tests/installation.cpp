@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <csignal>
-#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -50,51 +49,29 @@ int connected(const std::string &from, const std::string &to, int port)
     return socket;
 }
 
-void pause_a_little()
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-}
-
 // Runs the program in the directory; its output beside it.
 pid_t run(const std::string &directory, const std::vector<std::string> &prefix)
 {
-    std::vector<std::string> words = prefix;
-    words.emplace_back(QLNSMTPD);
-    std::vector<char *> arguments;
-    arguments.reserve(words.size() + 1);
-    for (std::string &word : words) {
-        arguments.push_back(word.data());
+    std::string command = "cd " + directory + " && exec";
+    for (const std::string &word : prefix) {
+        command += " '" + word + "'";
     }
-    arguments.push_back(nullptr);
+    command += " " QLNSMTPD " >" + directory + ".out 2>" + directory + ".err";
     const pid_t process = fork();
     if (process == 0) {
-        const int flags = O_WRONLY | O_CREAT | O_TRUNC;
-        dup2(open((directory + ".out").c_str(), flags, 0644), STDOUT_FILENO);
-        dup2(open((directory + ".err").c_str(), flags, 0644), STDERR_FILENO);
-        if (chdir(directory.c_str()) == 0) {
-            execvp(arguments[0], arguments.data());
-        }
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
         _exit(127);
     }
     return process;
 }
 
-// The exit code, -1 when the process had to be killed.
-int ended(pid_t process)
-{
-    for (int i = 0; i < 2000; i++) {
-        int status = 0;
-        if (waitpid(process, &status, WNOHANG) == process) {
-            return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-        }
-        pause_a_little();
-    }
-    kill(process, SIGKILL);
-    waitpid(process, nullptr, 0);
-    return -1;
-}
-
 } // namespace
+
+std::string slurp(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
 int free_port()
 {
@@ -113,6 +90,17 @@ int free_port()
         close(socket);
     }
     return port;
+}
+
+bool comes_true(const std::function<bool()> &condition, int milliseconds)
+{
+    const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
+    bool is_true = condition();
+    while (!is_true && Clock::now() < until) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        is_true = condition();
+    }
+    return is_true;
 }
 
 // --- Client
@@ -146,9 +134,9 @@ std::string Client::hears(int milliseconds)
     return line;
 }
 
-std::string Client::hears_rest(int milliseconds)
+std::string Client::hears_rest()
 {
-    while (fill(milliseconds)) {
+    while (fill(5000)) {
     }
     EXPECT_TRUE(ended_) << "the server has not closed";
     return std::exchange(heard_, {});
@@ -168,11 +156,6 @@ bool Client::is_closed(int milliseconds)
     while (heard_.empty() && fill(milliseconds)) {
     }
     return ended_ && heard_.empty();
-}
-
-void Client::stops_sending()
-{
-    shutdown(socket_, SHUT_WR);
 }
 
 void Client::leaves()
@@ -220,31 +203,15 @@ void Installation::put(const std::string &below, const std::string &bytes)
     std::ofstream(path(below), std::ios::binary) << bytes;
 }
 
-std::string slurp(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string Installation::content(const std::string &below) const
-{
-    return slurp(path(below));
-}
-
-bool Installation::exists(const std::string &below) const
-{
-    return fs::exists(path(below));
-}
-
 void Installation::start(const std::vector<std::string> &prefix)
 {
     launch(prefix);
     int socket = -1;
-    for (int i = 0; i < 1000 && socket < 0; i++) {
-        pause_a_little();
+    const auto serves = [&] {
         socket = connected("127.0.0.1", "127.0.0.1", port_);
-    }
-    ASSERT_GE(socket, 0) << "the server does not serve: " << standard_error();
+        return socket >= 0;
+    };
+    ASSERT_TRUE(comes_true(serves)) << "the server does not serve: " << standard_error();
     Client(socket).hears();
     ASSERT_TRUE(logs("All active sessions closed"));
     forget_log();
@@ -257,13 +224,25 @@ void Installation::launch(const std::vector<std::string> &prefix)
 
 int Installation::start_and_wait()
 {
-    return ended(run(directory_, {}));
+    const pid_t other = process_;
+    launch();
+    const int code = stop(0);
+    process_ = other;
+    return code;
 }
 
 int Installation::stop(int signal)
 {
-    kill(process_, signal);
-    return ended(std::exchange(process_, -1));
+    const pid_t process = std::exchange(process_, -1);
+    int status = 0;
+    kill(process, signal);
+    if (!comes_true([&] { return waitpid(process, &status, WNOHANG) == process; },
+                    10000)) {
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
 Client Installation::connect_from(const std::string &address, const std::string &server)
@@ -304,27 +283,19 @@ std::vector<std::string> Installation::log_lines(const std::string &stamp_text)
 
 bool Installation::logs(const std::string &text, int milliseconds)
 {
-    const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
-    do {
-        for (const std::string &line : log_lines()) {
-            if (line.find(text) != std::string::npos) {
-                return true;
-            }
-        }
-        pause_a_little();
-    } while (Clock::now() < until);
-    return false;
+    const auto is_logged = [&] {
+        const std::vector<std::string> lines = log_lines();
+        return std::any_of(lines.begin(), lines.end(), [&](const std::string &line) {
+            return line.find(text) != std::string::npos;
+        });
+    };
+    return comes_true(is_logged, milliseconds);
 }
 
 void Installation::forget_log()
 {
-    pause_a_little(); // what follows the last line looked for belongs to it
+    comes_true([] { return false; }, 5); // what follows the last line belongs to it
     log_from_ = content("LOGS/QLNSMTP.TXT").size();
-}
-
-void Installation::all_closed()
-{
-    EXPECT_TRUE(logs("All active sessions closed"));
 }
 
 size_t Installation::open_descriptors() const

@@ -3,23 +3,25 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
+#include <unistd.h>
+
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include <sys/types.h>
+std::string slurp(const std::string &path);
+// A TCP port of the loopback that nobody listens on.
+int free_port();
+// Waits until the condition holds; false when it does not within the time.
+bool comes_true(const std::function<bool()> &condition, int milliseconds = 5000);
 
 // A mail client: raw bytes out, raw bytes in.
 class Client
 {
   public:
     explicit Client(int socket) : socket_(socket) {}
-    Client(Client &&other) noexcept : socket_(other.socket_)
-    {
-        other.socket_ = -1;
-    }
-    Client(const Client &) = delete;
-    Client &operator=(const Client &) = delete;
+    Client(Client &&other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
     Client &operator=(Client &&) = delete;
     ~Client()
     {
@@ -37,12 +39,11 @@ class Client
         return says(line + "\r\n"), hears();
     }
     // Everything up to the end, for a conversation that ends with the connection.
-    std::string hears_rest(int milliseconds = 5000);
+    std::string hears_rest();
     // Whatever comes within the time (for "nothing comes").
     std::string hears_within(int milliseconds);
     // The server has closed: everything has been read and the end was seen.
     bool is_closed(int milliseconds = 5000);
-    void stops_sending();
     void leaves();
     int socket() const
     {
@@ -67,12 +68,18 @@ class Installation : public testing::Test
     // Before or while the server runs. `settings` lines go behind those of section
     // QLNSMTP.
     void settings(const std::string &lines);
-    void put(const std::string &path, const std::string &content);
-    std::string content(const std::string &path) const;
-    bool exists(const std::string &path) const;
+    void put(const std::string &below, const std::string &content);
     std::string path(const std::string &below) const
     {
         return directory_ + "/" + below;
+    }
+    std::string content(const std::string &below) const
+    {
+        return slurp(path(below));
+    }
+    bool exists(const std::string &below) const
+    {
+        return access(path(below).c_str(), F_OK) == 0;
     }
 
     // Starts the server and waits until it serves. `prefix` runs before the program's
@@ -113,7 +120,10 @@ class Installation : public testing::Test
     bool logs(const std::string &text, int milliseconds = 5000);
     void forget_log();
     // No connection is left and everything is logged.
-    void all_closed();
+    void all_closed()
+    {
+        EXPECT_TRUE(logs("All active sessions closed"));
+    }
 
     // Descriptors that the server holds.
     size_t open_descriptors() const;
@@ -136,7 +146,3 @@ class Installation : public testing::Test
     size_t log_from_ = 0;
     std::string settings_;
 };
-
-std::string slurp(const std::string &path);
-// A TCP port of the loopback that nobody listens on.
-int free_port();
