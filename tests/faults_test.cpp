@@ -150,7 +150,7 @@ class Faults : public Installation
         }
         for (const std::string &line : lines) {
             client.says(line + "\r\n");
-            const std::string reply = client.hears(300);
+            const std::string reply = client.hears(700);
             if (!reply.ends_with("\n") || (reply[0] != '2' && reply[0] != '3')) {
                 return false;
             }
@@ -158,7 +158,7 @@ class Faults : public Installation
         client.says("Subject: fault\r\n");
         client.says("\r\nfirst\r\nlast\r\n");
         client.says(".\r\n");
-        const bool promised = client.hears(300) == "250 OK\r\n";
+        const bool promised = client.hears(700) == "250 OK\r\n";
         client.says("QUIT\r\n");
         client.is_closed(300);
         return promised;
