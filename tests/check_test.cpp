@@ -21,7 +21,13 @@ class Check : public Installation
     void says(const std::string &file, const std::vector<std::string> &findings)
     {
         for (const std::string &finding : findings)
-            EXPECT_LT(said.find("\n" + file + finding), said.size()) << finding << said;
+            EXPECT_TRUE(says_line(file, finding)) << finding << said;
+    }
+    bool says_line(const std::string &file, const std::string &finding) const
+    {
+        std::string line = "\n";
+        line.append(file).append(finding);
+        return said.find(line) != std::string::npos;
     }
     std::string said;
 };
