@@ -202,6 +202,7 @@ TEST_F(Sockets, ABurstIsGreetedWhole)
     start();
     kill(process(), SIGSTOP); // everybody is there before the first is accepted
     std::vector<Client> clients;
+    clients.reserve(400);
     for (int i = 0; i < 400; i++) {
         clients.push_back(connect_from());
     }
@@ -223,6 +224,7 @@ TEST_F(Sockets, WhenDescriptorsRunOutTheRestWaitsAndNothingSpins)
 
     for (int occurrence = 1; occurrence <= 2; occurrence++) {
         std::vector<Client> clients;
+        clients.reserve(LIMIT + WAITING);
         for (int i = 0; i < LIMIT + WAITING; i++) {
             clients.push_back(connect_from());
         }
