@@ -25,9 +25,6 @@ constexpr int CALLS_BETWEEN_CHECKS = 500;
 constexpr char TRIM_MARKER[] =
     "\r\n********LOG FILE SIZE TRIMMED TO SPECIFIED MINIMUM SIZE********\r\n\r\n";
 
-constexpr char MONTHS[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
 bool busy; // a call from within a call is dropped
 int32_t write_counter;
 
@@ -90,7 +87,8 @@ void log_timestamp(char *buffer)
         formed = now;
         const LocalTime &time = local_time();
         format_text(stamp, sizeof stamp, "%02d %s, %4d %02d:%02d:%02d :", time.day,
-                    MONTHS[time.month], time.year, time.hour, time.minute, time.second);
+                    MONTH_NAMES[time.month], time.year, time.hour, time.minute,
+                    time.second);
     }
     memcpy(buffer, stamp, sizeof stamp);
 }

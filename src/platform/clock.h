@@ -3,6 +3,10 @@
 
 #include <cstdint>
 
+// English whatever the locale.
+inline constexpr char MONTH_NAMES[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                            "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
 struct LocalTime {
     int year;    // with the century
     int month;   // 0 to 11

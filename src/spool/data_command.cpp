@@ -17,9 +17,6 @@ constexpr int SETTING_SIZE = 1024;
 constexpr int HEADER_SIZE = 4096; // room for two settings of full length
 
 constexpr char DAYS[7][4] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-constexpr char MONTHS[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
 void add_received_line(ClientSession *session)
 {
     const LocalTime &now = local_time();
@@ -27,8 +24,8 @@ void add_received_line(ClientSession *session)
     const int length = format_text(
         header, sizeof header,
         "Received: from %s on %s %s %02d %02d:%02d:%02d %04d%s%s\r\n", session->peerText,
-        DAYS[now.weekday], MONTHS[now.month], now.day, now.hour, now.minute, now.second,
-        now.year, now.zone[0] != '\0' ? " " : "", now.zone);
+        DAYS[now.weekday], MONTH_NAMES[now.month], now.day, now.hour, now.minute,
+        now.second, now.year, now.zone[0] != '\0' ? " " : "", now.zone);
     message_add(session, header, length);
 }
 

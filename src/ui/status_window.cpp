@@ -31,9 +31,6 @@ constexpr char CLOSE_DOWN_QUESTION[] =
 constexpr char SHUTDOWN_TEXT[] = "  Shutdown SMTP Server";
 constexpr int SHUTDOWN_TEXT_LENGTH = 22;
 
-constexpr char MONTHS[12][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
 // --- Place, order and lights
 
 // One default for both edges, taken from the widths of screen and window.
@@ -277,7 +274,7 @@ void update_clock_text(Window *window)
     const LocalTime &now = local_time();
     char text[64];
     format_text(text, sizeof text, "%02d:%02d:%02d - %s %d, %d", now.hour, now.minute,
-                now.second, MONTHS[now.month], now.day, now.year);
+                now.second, MONTH_NAMES[now.month], now.day, now.year);
     window_set_text(dialog_item(window, CONTROL_CLOCK), text);
 }
 

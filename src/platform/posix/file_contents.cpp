@@ -82,17 +82,18 @@ void note_directory(const std::string &native, Entry *entry)
 
 bool look(const char *path, Entry *entry, struct stat *status)
 {
-    // Where it stood last; then as the path stands; only then a search.
+    // As the path stands; then where it stood last; only then a search.
     if (is_still_missing(*entry)) {
         return false;
-    }
-    if (!entry->name.empty() && stat(entry->name.c_str(), status) == 0) {
-        return true;
     }
     const std::string native = native_path(path);
     if (stat(native.c_str(), status) == 0) {
         entry->name = native;
         entry->directory.clear();
+        return true;
+    }
+    if (!entry->name.empty() && entry->name != native &&
+        stat(entry->name.c_str(), status) == 0) {
         return true;
     }
     note_directory(native, entry);
