@@ -1,11 +1,14 @@
 // Fixed-size texts. Every copy knows its target's size and ends in a NUL.
 #pragma once
 
+#include <cstdarg>
 #include <cstddef>
 
 // Formats, cut to `size` - 1 bytes. Returns the bytes written, without the NUL.
 [[gnu::format(printf, 3, 4)]] int format_text(char *text, size_t size, const char *format,
                                               ...);
+[[gnu::format(printf, 3, 0)]] int format_arguments(char *text, size_t size,
+                                                   const char *format, va_list arguments);
 
 // Copies, cut to `size` - 1 bytes. Returns the bytes copied, without the NUL.
 size_t copy_text(char *text, size_t size, const char *from);

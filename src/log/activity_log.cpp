@@ -10,7 +10,6 @@
 
 #include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 
 char log_stamp[STAMP_SIZE];
@@ -44,14 +43,11 @@ void add_pending(const char *bytes, size_t count)
 // CR LF where there is none; a lone CR at the end gets its LF.
 const char *line_ending(const char *text, size_t length)
 {
-    size_t last = length;
-    while (last > 0 && text[last - 1] != '\r') {
-        last--;
-    }
-    if (last == 0) {
+    const auto *last = static_cast<const char *>(memrchr(text, '\r', length));
+    if (last == nullptr) {
         return "\r\n";
     }
-    return last < length && text[last] == '\n' ? "" : "\n";
+    return last + 1 < text + length && last[1] == '\n' ? "" : "\n";
 }
 
 void add_line(const char *text)
@@ -113,7 +109,7 @@ void log_line(const char *format, ...)
     char text[LOG_TEXT_SIZE];
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
+    format_arguments(text, sizeof text, format, arguments);
     va_end(arguments);
     log_write(text);
 }
@@ -126,7 +122,7 @@ void log_stamped(const char *format, ...)
     text[stamp] = ' ';
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(text + stamp + 1, sizeof text - stamp - 1, format, arguments);
+    format_arguments(text + stamp + 1, sizeof text - stamp - 1, format, arguments);
     va_end(arguments);
     log_write(text);
 }

@@ -14,7 +14,7 @@ namespace
 {
 
 constexpr char ENVELOPE_EXTENSION[] = ".env";
-constexpr int EXTENSION_LENGTH = 4;
+constexpr size_t EXTENSION_LENGTH = 4;
 
 // Makes a file that nobody else has, named by the time, the tick count and the number of
 // the try: the test for the name and its creation are one step.
@@ -74,11 +74,10 @@ FileHandle spool_files_create(ClientSession *session, const char *directory_name
         log_line("FATAL ERROR - Unable to open output file for mail message...");
         return NO_FILE;
     }
-    const int base = static_cast<int>(strlen(name)) - EXTENSION_LENGTH;
     copy_text(session->spoolEnvelope, SPOOL_NAME_SIZE, name);
-    format_text(session->spoolBase, SPOOL_NAME_SIZE, "%.*s", base, name);
-    format_text(session->spoolText, SPOOL_NAME_SIZE, "%.*s.txt", base, name);
-    format_text(session->spoolTemp, SPOOL_NAME_SIZE, "%.*s.tmp", base, name);
+    copy_text(session->spoolBase, strlen(name) - EXTENSION_LENGTH + 1, name);
+    format_text(session->spoolText, SPOOL_NAME_SIZE, "%s.txt", session->spoolBase);
+    format_text(session->spoolTemp, SPOOL_NAME_SIZE, "%s.tmp", session->spoolBase);
     return file;
 }
 

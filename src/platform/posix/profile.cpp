@@ -35,8 +35,7 @@ std::unordered_map<std::string, Profile> profiles;
 uint32_t hash_name(uint32_t hash, std::string_view name)
 {
     for (const char c : name) {
-        const bool capital = c >= 'A' && c <= 'Z';
-        hash = (hash ^ static_cast<unsigned char>(capital ? c + 32 : c)) * 16777619U;
+        hash = (hash ^ (static_cast<unsigned char>(c) | 0x20U)) * 16777619U; // any case
     }
     return (hash ^ 0x100U) * 16777619U;
 }
