@@ -91,6 +91,19 @@ TEST(AddressLists, EntriesMeanWhoTheyMeanInEachList)
     }
 }
 
+// Sorted or not, and wherever it stands among hundreds: the first that means him.
+TEST(AddressLists, TheFirstEntryIsFoundAnywhereInALongList)
+{
+    for (const int step : {1, 37})
+        for (int place = 0; place < 200; place++) {
+            std::string list;
+            for (int i = 0; i < 200; i++)
+                list += i == place ? "5.6.7.9-5.6.8.150\r\n"
+                                   : std::to_string(i * step % 256) + ".6.7.141\r\n";
+            EXPECT_EQ("5.6.7.9-5.6.8.150", found_in(BANNED_LIST, list + "5.6.7.140\r\n"));
+        }
+}
+
 class Admission : public Installation
 {
   protected:

@@ -41,6 +41,8 @@ class Context:
 class Installation(peers.Ours):
     """Our server with lists of users, domains and addresses."""
 
+    rest = peers.Ours.settle  # the first address that it cleans makes it write a setting
+
     def __init__(self, cache: Path, binary: Path):
         super().__init__(cache, binary)
         self.files = {}

@@ -124,6 +124,7 @@ class Load:
                 self.send(workload, port, more, **addresses)
                 warm += more
                 settled(server, warm)
+            time.sleep(server.rest)
 
             with process.Watch(server.process.pid) as watch:
                 cpu = process.tree_cpu(server.process.pid)

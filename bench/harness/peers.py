@@ -30,6 +30,7 @@ class Server:
     name = ""
     title = ""  # how the table names it
     settle = 0  # seconds after the start until it runs as it will from then on
+    rest = 0    # the same after its first messages
 
     def __init__(self, cache: Path):
         self.cache = cache

@@ -77,6 +77,40 @@ bool box_holds(const AddressBox &box, const Octets &address)
     return true;
 }
 
+void widen(AddressBox *box, const AddressBox &by)
+{
+    for (size_t i = 0; i < 4; i++) {
+        box->low[i] = std::min(box->low[i], by.low[i]);
+        box->high[i] = std::max(box->high[i], by.high[i]);
+    }
+}
+
+void add_row(AddressTable *table, const AddressBox &box, size_t start)
+{
+    AddressBox *block = &table->blocks[table->count / BLOCK_ROWS];
+    if (table->count % BLOCK_ROWS == 0)
+        *block = box;
+    else
+        widen(block, box);
+    table->boxes[table->count] = box;
+    table->starts[table->count] = start;
+    table->count++;
+}
+
+// The first row that holds the address; the count of rows when none does.
+size_t find_row(const AddressTable &table, const Octets &address)
+{
+    for (size_t first = 0; first < table.count; first += BLOCK_ROWS) {
+        if (!box_holds(table.blocks[first / BLOCK_ROWS], address))
+            continue;
+        size_t end = std::min(first + BLOCK_ROWS, table.count);
+        for (size_t row = first; row < end; row++)
+            if (box_holds(table.boxes[row], address))
+                return row;
+    }
+    return table.count;
+}
+
 } // namespace
 
 ListScan scan_list(AddressList list, const char *bytes, size_t size)
@@ -120,8 +154,9 @@ bool build_table(AddressTable *table, AddressList list, const char *bytes, size_
     table->list = list;
     table->size = static_cast<size_t>(scan.end - bytes);
     table->boxes.reset(new (std::nothrow) AddressBox[room]);
+    table->blocks.reset(new (std::nothrow) AddressBox[room / BLOCK_ROWS + 1]);
     table->starts.reset(new (std::nothrow) size_t[room]);
-    if (!table->boxes || !table->starts) {
+    if (!table->boxes || !table->blocks || !table->starts) {
         *table = {};
         return false;
     }
@@ -130,9 +165,7 @@ bool build_table(AddressTable *table, AddressList list, const char *bytes, size_
     while (next_entry(&scan, &entry)) {
         if (entry.trouble != TROUBLE_NONE)
             continue;
-        table->boxes[table->count] = entry.box;
-        table->starts[table->count] = static_cast<size_t>(entry.head.data() - bytes);
-        table->count++;
+        add_row(table, entry.box, static_cast<size_t>(entry.head.data() - bytes));
     }
     table->ending = scan.ending;
     return true;
@@ -141,9 +174,7 @@ bool build_table(AddressTable *table, AddressList list, const char *bytes, size_
 bool find_entry(const AddressTable &table, const char *bytes, const Octets &address,
                 AddressEntry *entry)
 {
-    size_t row = 0;
-    while (row < table.count && !box_holds(table.boxes[row], address))
-        row++;
+    const size_t row = find_row(table, address);
     if (row == table.count)
         return false;
 

@@ -30,12 +30,16 @@ ListScan scan_list(AddressList list, const char *bytes, size_t size);
 // The next entry; comments are passed over. False when the scan has ended.
 bool next_entry(ListScan *scan, AddressEntry *entry);
 
-// What all checks of one content have in common. Rows stand in the order of the file.
+inline constexpr size_t BLOCK_ROWS = 64;
+
+// What all checks of one content have in common. Rows stand in the order of the file,
+// and lists are mostly sorted: a check passes over the blocks that are elsewhere.
 struct AddressTable {
     AddressList list;
     size_t size; // the content that was read
     std::unique_ptr<AddressBox[]> boxes;
-    std::unique_ptr<size_t[]> starts; // where each row's line begins in the content
+    std::unique_ptr<AddressBox[]> blocks; // round all the boxes of BLOCK_ROWS rows each
+    std::unique_ptr<size_t[]> starts;     // where each row's line begins in the content
     size_t count;
     ScanEnd ending; // of a check that no row answers
 };
