@@ -24,45 +24,15 @@ using Clock = std::chrono::steady_clock;
 namespace
 {
 
-sockaddr_in address_of(const std::string &text, int port)
+// Calls `bind` or `connect`.
+template <class Call>
+int at_address(Call call, int socket, const std::string &text, int port)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<uint16_t>(port));
     inet_pton(AF_INET, text.c_str(), &address.sin_addr);
-    return address;
-}
-
-int connected(const std::string &from, const std::string &to, int port)
-{
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1; // what is said goes out at once
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    const sockaddr_in own = address_of(from, 0);
-    const sockaddr_in server = address_of(to, port);
-    if (bind(socket, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 ||
-        connect(socket, reinterpret_cast<const sockaddr *>(&server), sizeof server) !=
-            0) {
-        close(socket);
-        return -1;
-    }
-    return socket;
-}
-
-// Runs the program in the directory; its output beside it.
-pid_t run(const std::string &directory, const std::vector<std::string> &prefix)
-{
-    std::string command = "cd " + directory + " && exec";
-    for (const std::string &word : prefix) {
-        command += " '" + word + "'";
-    }
-    command += " " QLNSMTPD " >" + directory + ".out 2>" + directory + ".err";
-    const pid_t process = fork();
-    if (process == 0) {
-        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-        _exit(127);
-    }
-    return process;
+    return call(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address);
 }
 
 } // namespace
@@ -77,30 +47,42 @@ int free_port()
 {
     // Below the ports that the system gives to clients, who would be in the way.
     static std::mt19937 random(std::random_device{}());
-    const int on = 1;
-    int port = 0;
-    bool found = false;
-    for (int i = 0; i < 100 && !found; i++) {
-        port = std::uniform_int_distribution(10000, 30000)(random);
+    for (int i = 0; i < 100; i++) {
+        const int port = std::uniform_int_distribution(10000, 30000)(random);
         const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        const sockaddr_in address = address_of("0.0.0.0", port);
-        found = bind(socket, reinterpret_cast<const sockaddr *>(&address),
-                     sizeof address) == 0;
+        const int taken = at_address(bind, socket, "0.0.0.0", port);
         close(socket);
+        if (taken == 0) {
+            return port;
+        }
     }
-    return port;
+    return 0;
 }
 
 bool comes_true(const std::function<bool()> &condition, int milliseconds)
 {
     const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
-    bool is_true = condition();
-    while (!is_true && Clock::now() < until) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        is_true = condition();
+    while (!condition()) {
+        if (Clock::now() >= until) {
+            return false;
+        }
+        sleep_ms(5);
     }
-    return is_true;
+    return true;
+}
+
+void sleep_ms(int milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+std::string copies(size_t count, const std::string &text)
+{
+    std::string all;
+    while (count-- > 0) {
+        all += text;
+    }
+    return all;
 }
 
 // --- Client
@@ -142,15 +124,6 @@ std::string Client::hears_rest()
     return std::exchange(heard_, {});
 }
 
-std::string Client::hears_within(int milliseconds)
-{
-    const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
-    while (Clock::now() < until && !ended_) {
-        fill(5);
-    }
-    return std::exchange(heard_, {});
-}
-
 bool Client::is_closed(int milliseconds)
 {
     while (heard_.empty() && fill(milliseconds)) {
@@ -172,7 +145,6 @@ Installation::Installation() : port_(free_port())
 {
     char name[] = "/tmp/qln-test-XXXXXX";
     directory_ = mkdtemp(name);
-    name_ = fs::path(directory_).filename();
     for (const char *below :
          {"DATA/RAW", "LOGS", "LOG", "qlnemails", "pending", "mailin"}) {
         fs::create_directories(path(below));
@@ -183,19 +155,17 @@ Installation::Installation() : port_(free_port())
 Installation::~Installation()
 {
     if (process_ > 0) {
-        EXPECT_EQ(0, stop()) << standard_error();
+        EXPECT_EQ(0, stop()) << content("stderr");
     }
     if (!HasFailure()) {
         fs::remove_all(directory_);
-        fs::remove(directory_ + ".out");
-        fs::remove(directory_ + ".err");
     }
 }
 
 void Installation::settings(const std::string &lines)
 {
-    settings_ = "[QLNSMTP]\r\nport=" + std::to_string(port_) + "\r\nbind=0\r\n";
-    put("DATA/RAW/QLNXSERVER.DAT", settings_ + lines);
+    put("DATA/RAW/QLNXSERVER.DAT",
+        "[QLNSMTP]\r\nport=" + std::to_string(port_) + "\r\nbind=0\r\n" + lines);
 }
 
 void Installation::put(const std::string &below, const std::string &bytes)
@@ -206,20 +176,27 @@ void Installation::put(const std::string &below, const std::string &bytes)
 void Installation::start(const std::vector<std::string> &prefix)
 {
     launch(prefix);
-    int socket = -1;
-    const auto serves = [&] {
-        socket = connected("127.0.0.1", "127.0.0.1", port_);
-        return socket >= 0;
+    const auto serves = [this] {
+        Client client = connect_from();
+        return client.socket() >= 0 && !client.hears().empty();
     };
-    ASSERT_TRUE(comes_true(serves)) << "the server does not serve: " << standard_error();
-    Client(socket).hears();
-    ASSERT_TRUE(logs("All active sessions closed"));
+    ASSERT_TRUE(comes_true(serves)) << "the server does not serve: " << content("stderr");
+    all_closed();
     forget_log();
 }
 
 void Installation::launch(const std::vector<std::string> &prefix)
 {
-    process_ = run(directory_, prefix);
+    std::string command = "cd " + directory_ + " && exec";
+    for (const std::string &word : prefix) {
+        command += " '" + word + "'";
+    }
+    command += " " QLNSMTPD " >stdout 2>stderr";
+    process_ = fork();
+    if (process_ == 0) {
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        _exit(127);
+    }
 }
 
 int Installation::start_and_wait()
@@ -236,8 +213,8 @@ int Installation::stop(int signal)
     const pid_t process = std::exchange(process_, -1);
     int status = 0;
     kill(process, signal);
-    if (!comes_true([&] { return waitpid(process, &status, WNOHANG) == process; },
-                    10000)) {
+    const auto has_ended = [&] { return waitpid(process, &status, WNOHANG) == process; };
+    if (!comes_true(has_ended, 10000)) {
         kill(process, SIGKILL);
         waitpid(process, nullptr, 0);
         return -1;
@@ -245,12 +222,27 @@ int Installation::stop(int signal)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-Client Installation::connect_from(const std::string &address, const std::string &server)
+size_t Installation::open_descriptors() const
 {
-    return Client(connected(address, server, port_));
+    const fs::directory_iterator all("/proc/" + std::to_string(process_) + "/fd");
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
 }
 
-Client Installation::greeted(const std::string &address)
+Client Installation::connect_from(const std::string &address,
+                                  const std::string &server) const
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1; // what is said goes out at once
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (at_address(bind, socket, address, 0) != 0 ||
+        at_address(connect, socket, server, port_) != 0) {
+        close(socket);
+        return Client(-1);
+    }
+    return Client(socket);
+}
+
+Client Installation::greeted(const std::string &address) const
 {
     Client client = connect_from(address);
     EXPECT_EQ("220 ", client.hears().substr(0, 4));
@@ -258,7 +250,7 @@ Client Installation::greeted(const std::string &address)
     return client;
 }
 
-Client Installation::with_recipient(const std::string &address)
+Client Installation::with_recipient(const std::string &address) const
 {
     Client client = greeted(address);
     EXPECT_EQ("250 OK\r\n", client.asks("MAIL FROM:<anna@firm.example>"));
@@ -266,7 +258,7 @@ Client Installation::with_recipient(const std::string &address)
     return client;
 }
 
-std::vector<std::string> Installation::log_lines(const std::string &stamp_text)
+std::vector<std::string> Installation::log_lines(const std::string &stamp_text) const
 {
     static const std::regex stamp(R"(^\d\d [A-Z][a-z][a-z], \d{4} \d\d:\d\d:\d\d : )");
     const std::string log = content("LOGS/QLNSMTP.TXT");
@@ -281,27 +273,23 @@ std::vector<std::string> Installation::log_lines(const std::string &stamp_text)
     return lines;
 }
 
-bool Installation::logs(const std::string &text, int milliseconds)
+long Installation::times_logged(const std::string &text) const
 {
-    const auto is_logged = [&] {
-        const std::vector<std::string> lines = log_lines();
-        return std::any_of(lines.begin(), lines.end(), [&](const std::string &line) {
-            return line.find(text) != std::string::npos;
-        });
-    };
-    return comes_true(is_logged, milliseconds);
+    const std::vector<std::string> lines = log_lines();
+    return std::count_if(lines.begin(), lines.end(), [&](const std::string &line) {
+        return line.find(text) != std::string::npos;
+    });
+}
+
+bool Installation::logs(const std::string &text, int milliseconds) const
+{
+    return comes_true([&] { return times_logged(text) > 0; }, milliseconds);
 }
 
 void Installation::forget_log()
 {
-    comes_true([] { return false; }, 5); // what follows the last line belongs to it
+    sleep_ms(5); // what follows the last line belongs to it
     log_from_ = content("LOGS/QLNSMTP.TXT").size();
-}
-
-size_t Installation::open_descriptors() const
-{
-    const fs::directory_iterator all("/proc/" + std::to_string(process_) + "/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
 }
 
 std::vector<std::string> Installation::files(const std::string &below) const
@@ -335,7 +323,7 @@ void Installation::empty_spool(const std::string &below) const
     }
 }
 
-std::string Installation::text_of(const std::string &message) const
+std::string Installation::text_of(const std::string &message)
 {
     size_t at = 0;
     for (int line = 0; line < 3; line++) {

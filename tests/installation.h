@@ -15,6 +15,8 @@ std::string slurp(const std::string &path);
 int free_port();
 // Waits until the condition holds; false when it does not within the time.
 bool comes_true(const std::function<bool()> &condition, int milliseconds = 5000);
+void sleep_ms(int milliseconds);
+std::string copies(size_t count, const std::string &text);
 
 // A mail client: raw bytes out, raw bytes in.
 class Client
@@ -40,8 +42,6 @@ class Client
     }
     // Everything up to the end, for a conversation that ends with the connection.
     std::string hears_rest();
-    // Whatever comes within the time (for "nothing comes").
-    std::string hears_within(int milliseconds);
     // The server has closed: everything has been read and the end was seen.
     bool is_closed(int milliseconds = 5000);
     void leaves();
@@ -61,14 +61,14 @@ class Client
 class Installation : public testing::Test
 {
   protected:
-    // A directory as the fax server lays it out, on a free port of the loopback.
+    // A directory as the fax server lays it out, on a free port of the loopback. What the
+    // server prints goes to "stdout" and "stderr" in it.
     Installation();
     ~Installation() override;
 
-    // Before or while the server runs. `settings` lines go behind those of section
-    // QLNSMTP.
+    // `lines` go behind the port and `bind=0` of section QLNSMTP.
     void settings(const std::string &lines);
-    void put(const std::string &below, const std::string &content);
+    void put(const std::string &below, const std::string &bytes);
     std::string path(const std::string &below) const
     {
         return directory_ + "/" + below;
@@ -95,38 +95,28 @@ class Installation : public testing::Test
     {
         return process_;
     }
-    std::string standard_output() const
-    {
-        return content("../" + name_ + ".out");
-    }
-    std::string standard_error() const
-    {
-        return content("../" + name_ + ".err");
-    }
+    size_t open_descriptors() const;
 
     // From a loopback address. The greeting has not been read. Socket -1 when nobody
     // listens there.
     Client connect_from(const std::string &address = "127.0.0.1",
-                        const std::string &server = "127.0.0.1");
+                        const std::string &server = "127.0.0.1") const;
     // The greeting and HELO are over.
-    Client greeted(const std::string &address = "127.0.0.1");
+    Client greeted(const std::string &address = "127.0.0.1") const;
     // MAIL and RCPT are over, too.
-    Client with_recipient(const std::string &address = "127.0.0.1");
+    Client with_recipient(const std::string &address = "127.0.0.1") const;
 
-    // Log lines without their time stamps ("<time> SMTP: ..." reads "SMTP: ..."), or with
-    // another text in their place; those behind the last call of `forget_log`.
-    std::vector<std::string> log_lines(const std::string &stamp_text = "");
-    // Waits until a log line holds the text; false after five seconds.
-    bool logs(const std::string &text, int milliseconds = 5000);
+    // Log lines behind the last call of `forget_log`, with this text for a time stamp.
+    std::vector<std::string> log_lines(const std::string &stamp_text = "") const;
+    long times_logged(const std::string &text) const;
+    // Waits until a log line holds the text; false when none does within the time.
+    bool logs(const std::string &text, int milliseconds = 5000) const;
     void forget_log();
     // No connection is left and everything is logged.
-    void all_closed()
+    void all_closed() const
     {
         EXPECT_TRUE(logs("All active sessions closed"));
     }
-
-    // Descriptors that the server holds.
-    size_t open_descriptors() const;
 
     // Files of a directory by name, spool files by extension.
     std::vector<std::string> files(const std::string &below = "qlnemails") const;
@@ -136,13 +126,12 @@ class Installation : public testing::Test
     // Takes the files away, as the fax server does.
     void empty_spool(const std::string &below = "qlnemails") const;
     // A message file's text behind its three header lines.
-    std::string text_of(const std::string &message) const;
+    static std::string text_of(const std::string &message);
 
     int port_;
 
   private:
-    std::string name_, directory_;
+    std::string directory_;
     pid_t process_ = -1;
     size_t log_from_ = 0;
-    std::string settings_;
 };
