@@ -84,8 +84,8 @@ int socket_receive(Socket socket, void *bytes, size_t size);
 int socket_peek(Socket socket, void *bytes, size_t size);
 bool socket_discard(Socket socket, size_t size);
 
-// Whether the client sends without waiting for answers. Of all of those, one is served
-// whenever everybody else has been: however many they are, they hold up nobody.
+// Whether the client sends without waiting for answers. All of those together get one
+// event in eight rounds while others have any: however many they are, they hold up nobody.
 void socket_set_sends_ahead(Socket socket, bool does);
 bool socket_sends_ahead(Socket socket);
 

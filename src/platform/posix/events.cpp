@@ -22,6 +22,8 @@ namespace
 
 constexpr int BATCH = 64;
 constexpr int ACCEPTS_AT_ONCE = 16;
+// While others have events, those who send ahead get one in so many batches.
+constexpr int BATCHES_WITHOUT_AHEAD = 7;
 constexpr uint32_t REST_MILLISECONDS = 500;
 // So many free descriptors mean that the shortage is over.
 constexpr int ENOUGH_DESCRIPTORS = 8;
@@ -47,6 +49,7 @@ epoll_event batch[BATCH];
 int batch_size;
 int batch_at;
 int accepted; // in this batch
+int batches_without_ahead;
 
 // The listening socket during a shortage of descriptors: `short_of_descriptors` from the
 // first failed accept until enough are free again, so that the failure is reported once;
@@ -94,6 +97,17 @@ int rank(const epoll_event &event)
 {
     const auto number = static_cast<uint32_t>(event.data.u64);
     return watches[number].listening ? 0 : static_cast<int>(number) == ahead ? 2 : 1;
+}
+
+// One event of those who send ahead, when it is their turn.
+bool next_ahead(epoll_event *event)
+{
+    if (batch_size > 1 && batches_without_ahead < BATCHES_WITHOUT_AHEAD) {
+        batches_without_ahead++;
+        return false;
+    }
+    batches_without_ahead = 0;
+    return epoll_wait(ahead, event, 1, 0) == 1;
 }
 
 bool somebody_waits(int listening)
@@ -216,8 +230,7 @@ bool events_next(Message *message)
 {
     while (batch_at < batch_size) {
         epoll_event event = batch[batch_at++];
-        if (static_cast<int>(event.data.u64) == ahead &&
-            epoll_wait(ahead, &event, 1, 0) < 1) {
+        if (static_cast<int>(event.data.u64) == ahead && !next_ahead(&event)) {
             continue;
         }
         const auto number = static_cast<uint32_t>(event.data.u64);
