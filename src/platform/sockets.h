@@ -85,7 +85,8 @@ int socket_peek(Socket socket, void *bytes, size_t size);
 bool socket_discard(Socket socket, size_t size);
 
 // Whether the client sends without waiting for answers. All of those together get one
-// event in eight rounds while others have any: however many they are, they hold up nobody.
+// event in eight rounds while others have any: however many they are, they hold up
+// nobody.
 void socket_set_sends_ahead(Socket socket, bool does);
 bool socket_sends_ahead(Socket socket);
 

@@ -34,8 +34,9 @@ bool events_watch(int socket, bool listening, Window *window, unsigned message);
 // Registers an accepted socket like its listening one.
 bool events_watch_accepted(int socket, int listening);
 
-// Whether the socket's client sends without waiting for answers. All of those together get one
-// event in eight rounds while others have any: however many they are, they hold up nobody.
+// Whether the socket's client sends without waiting for answers. All of those together
+// get one event in eight rounds while others have any: however many they are, they hold
+// up nobody.
 void events_set_sends_ahead(int socket, bool does);
 bool events_sends_ahead(int socket);
 
