@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+
 #include <sys/wait.h>
-#include <unistd.h>
 
 class Check : public Installation
 {
@@ -21,13 +21,8 @@ class Check : public Installation
     void says(const std::string &file, const std::vector<std::string> &findings)
     {
         for (const std::string &finding : findings)
-            EXPECT_TRUE(says_line(file, finding)) << finding << said;
-    }
-    bool says_line(const std::string &file, const std::string &finding) const
-    {
-        std::string line = "\n";
-        line.append(file).append(finding);
-        return said.find(line) != std::string::npos;
+            EXPECT_NE(std::string::npos, said.find("\n" + (file + finding)))
+                << finding << said;
     }
     std::string said;
 };
@@ -41,7 +36,7 @@ TEST_F(Check, FindsSettingsDirectoriesAndAPortThatDoNotServeAndNothingElse)
              "[SMTPSRV]\r\nSHOWAUTHENTICATEDETAILS=0\r\n[OTHER]\r\nx=y\r\n");
     EXPECT_EQ(0, status());
     EXPECT_EQ("\n", said);
-    EXPECT_EQ(2, status("--adress 10.0.0.5 2>/dev/null"));
+    EXPECT_EQ(2, status("--address 10.0.0.05 2>/dev/null"));
     const std::string file = "data/raw/qlnxserver.dat:";
     settings("Colour=red\r\n");
     EXPECT_EQ(1, status());
@@ -96,6 +91,4 @@ TEST_F(Check, SaysWhetherAClientWouldBeLetInAndWhy)
     says("DATA/RAW/BADSMTPIPADDRESS.TXT:2: note: ",
          {"the wildcard entry [10.0.*.9] bans 10.0.0.9\n"});
     EXPECT_EQ(1, status("--address 10.0.0.10"));
-    says("", {"10.0.0.10 would be refused\n"});
-    EXPECT_EQ(2, status("--address 10.0.0.010 2>/dev/null"));
 }
