@@ -33,8 +33,9 @@ int format_simply(char *text, size_t size, const char *format, va_list arguments
     char *at = text;
     const char *end = text + size - 1;
     for (;;) {
-        const char *sign = strchrnul(format, '%');
-        at = put(at, end, format, static_cast<size_t>(sign - format));
+        const size_t plain = strcspn(format, "%");
+        at = put(at, end, format, plain);
+        const char *sign = format + plain;
         if (*sign == '\0') {
             *at = '\0';
             return static_cast<int>(at - text);

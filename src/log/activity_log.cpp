@@ -11,6 +11,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 char log_stamp[STAMP_SIZE];
 
@@ -41,19 +42,18 @@ void add_pending(const char *bytes, size_t count)
 }
 
 // CR LF where there is none; a lone CR at the end gets its LF.
-const char *line_ending(const char *text, size_t length)
+const char *line_ending(std::string_view text)
 {
-    const auto *last = static_cast<const char *>(memrchr(text, '\r', length));
-    if (last == nullptr) {
+    if (text.find('\r') == std::string_view::npos) { // the quicker search of the two
         return "\r\n";
     }
-    return last + 1 < text + length && last[1] == '\n' ? "" : "\n";
+    return text.substr(text.rfind('\r') + 1).starts_with('\n') ? "" : "\n";
 }
 
 void add_line(const char *text)
 {
     const size_t length = strnlen(text, LINE_LIMIT);
-    const char *ending = line_ending(text, length);
+    const char *ending = line_ending({text, length});
     add_pending(text, length);
     add_pending(ending, strlen(ending));
 }
