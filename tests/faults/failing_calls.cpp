@@ -1,5 +1,5 @@
 // Loaded below the server: makes the n-th call of a kind fail, as a page shared with the
-// test says. Without a page every call goes through.
+// test says.
 #include "failing_calls.h"
 
 #include <cerrno>
@@ -23,7 +23,16 @@ void __libc_free(void *);
 namespace
 {
 
-FaultPage *page;
+FaultPage unshared; // until the constructor has run
+FaultPage *page = &unshared;
+
+[[gnu::constructor]] void map_page()
+{
+    const int file = open(getenv("FAULT_PAGE"), O_RDWR);
+    page = static_cast<FaultPage *>(
+        mmap(nullptr, sizeof(FaultPage), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+    close(file);
+}
 
 template <typename Function> Function *next(Function *, const char *name)
 {
@@ -32,84 +41,30 @@ template <typename Function> Function *next(Function *, const char *name)
 
 bool fails(FailingCall kind)
 {
-    if (page == nullptr) {
-        return false;
-    }
     page->calls[kind]++;
-    if (page->kind != kind || page->nth == 0) {
+    if (page->kind != kind || page->nth == 0 || --page->nth > 0) {
         return false;
     }
-    if (page->nth > 1) {
-        page->nth--;
-        return false;
-    }
-    page->nth = 0;
     errno = page->error;
     return true;
 }
 
-[[gnu::constructor]] void map_page()
+void *counted(void *block)
 {
-    const char *path = getenv("FAULT_PAGE");
-    const int file = path != nullptr ? open(path, O_RDWR | O_CLOEXEC) : -1;
-    if (file >= 0) {
-        void *memory =
-            mmap(nullptr, sizeof(FaultPage), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-        close(file);
-        page = memory != MAP_FAILED ? static_cast<FaultPage *>(memory) : nullptr;
-    }
-}
-
-void count_block(const void *block, int number)
-{
-    if (page != nullptr && block != nullptr) {
-        page->blocks += number;
-    }
+    page->blocks += block != nullptr ? 1 : 0;
+    return block;
 }
 
 } // namespace
 
-#define NEXT(function) static const auto real = next(&::function, #function)
-
-extern "C" {
-
-int open(const char *path, int flags, ...)
-{
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    NEXT(open);
-    return fails(CALL_OPEN) ? -1 : real(path, flags, mode);
-}
-
-ssize_t write(int file, const void *bytes, size_t size)
-{
-    NEXT(write);
-    if (!fails(CALL_WRITE)) {
-        return real(file, bytes, size);
-    }
-    if (page->half && size > 1) {
-        page->nth = 1; // and no room for the rest
-        page->half = false;
-        return real(file, bytes, size / 2);
-    }
-    return -1;
-}
-
-int close(int file)
-{
-    NEXT(close);
-    const int result = real(file); // a close that fails has closed all the same
-    return fails(CALL_CLOSE) ? -1 : result;
-}
-
 #define FAILING(kind, result, name, parameters, arguments, ...)                          \
     result name parameters __VA_ARGS__                                                   \
     {                                                                                    \
-        NEXT(name);                                                                      \
+        static const auto real = next(&::name, #name);                                   \
         return fails(kind) ? -1 : real arguments;                                        \
     }
+
+extern "C" {
 
 FAILING(CALL_RENAME, int, rename, (const char *from, const char *to), (from, to),
         noexcept)
@@ -124,20 +79,46 @@ FAILING(CALL_WATCH, int, epoll_ctl,
         (int epoll, int operation, int socket, epoll_event *event),
         (epoll, operation, socket, event), noexcept)
 
+int open(const char *path, int flags, ...)
+{
+    static const auto real = next(&::open, "open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return fails(CALL_OPEN) ? -1 : real(path, flags, mode);
+}
+
+ssize_t write(int file, const void *bytes, size_t size)
+{
+    static const auto real = next(&::write, "write");
+    if (!fails(CALL_WRITE)) {
+        return real(file, bytes, size);
+    }
+    page->nth = page->half.exchange(false) ? 1 : 0; // and no room for the rest
+    return page->nth > 0 ? real(file, bytes, size / 2) : -1;
+}
+
 ssize_t send(int socket, const void *bytes, size_t size, int flags)
 {
-    NEXT(send);
-    if (!fails(CALL_SEND)) {
-        return real(socket, bytes, size, flags);
-    }
-    return page->half ? real(socket, bytes, size / 2, flags) : -1;
+    static const auto real = next(&::send, "send");
+    const bool failed = fails(CALL_SEND);
+    return failed && !page->half ? -1
+                                 : real(socket, bytes, failed ? size / 2 : size, flags);
+}
+
+int close(int file)
+{
+    static const auto real = next(&::close, "close");
+    const int result = real(file); // a close that fails has closed all the same
+    return fails(CALL_CLOSE) ? -1 : result;
 }
 
 int clock_gettime(clockid_t clock, timespec *now) noexcept
 {
-    NEXT(clock_gettime);
+    static const auto real = next(&::clock_gettime, "clock_gettime");
     const int result = real(clock, now);
-    now->tv_sec += page != nullptr && clock == CLOCK_REALTIME ? page->clock.load() : 0;
+    now->tv_sec += clock == CLOCK_REALTIME ? page->clock.load() : 0;
     return result;
 }
 
@@ -150,31 +131,25 @@ time_t time(time_t *) noexcept
 
 void *malloc(size_t size)
 {
-    void *block = fails(CALL_MEMORY) ? nullptr : __libc_malloc(size);
-    count_block(block, 1);
-    return block;
+    return counted(fails(CALL_MEMORY) ? nullptr : __libc_malloc(size));
 }
 
 void *calloc(size_t count, size_t size)
 {
-    void *block = fails(CALL_MEMORY) ? nullptr : __libc_calloc(count, size);
-    count_block(block, 1);
-    return block;
+    return counted(fails(CALL_MEMORY) ? nullptr : __libc_calloc(count, size));
 }
 
 void *realloc(void *block, size_t size)
 {
-    if (fails(CALL_MEMORY)) {
-        return nullptr;
+    if (block == nullptr) {
+        return malloc(size);
     }
-    void *moved = __libc_realloc(block, size);
-    count_block(moved, block == nullptr ? 1 : 0);
-    return moved;
+    return fails(CALL_MEMORY) ? nullptr : __libc_realloc(block, size);
 }
 
 void free(void *block)
 {
-    count_block(block, -1);
+    page->blocks -= block != nullptr ? 1 : 0;
     __libc_free(block);
 }
 }

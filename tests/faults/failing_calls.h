@@ -19,11 +19,10 @@ enum FailingCall {
 };
 
 struct FaultPage {
-    std::atomic<int> kind;   // the kind that fails, counted from when it was armed
-    std::atomic<int> nth;    // the call that fails, 1 for the next; 0: none
-    std::atomic<int> error;  // its errno
-    std::atomic<bool> half;  // a write or send takes half of the bytes first
-    std::atomic<bool> lasts; // and so does every call behind it
+    std::atomic<int> kind;  // the kind that fails, counted from when it was armed
+    std::atomic<int> nth;   // the call that fails, 1 for the next; 0: none
+    std::atomic<int> error; // its errno
+    std::atomic<bool> half; // a write or send takes half of the bytes first
     std::atomic<int> calls[CALL_KINDS];
     std::atomic<long> blocks; // of memory that have not been given back
     std::atomic<int> clock;   // seconds by which the clock goes wrong
