@@ -20,8 +20,8 @@ inline void promise(bool kept, const char *what)
 // Makes the directory and works in it from then on.
 inline void enter_installation()
 {
-    const bool memory = fs::exists("/dev/shm");
-    std::string name = memory ? "/dev/shm/qln-fuzz-XXXXXX" : "/tmp/qln-fuzz-XXXXXX";
+    std::string name = fs::exists("/dev/shm") ? "/dev/shm" : "/tmp";
+    name += "/qln-fuzz-XXXXXX";
     static const std::string directory = mkdtemp(name.data());
     fs::current_path(directory);
     for (const char *below :

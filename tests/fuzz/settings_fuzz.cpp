@@ -9,12 +9,11 @@
 #include <cstdint>
 #include <sstream>
 
-namespace
-{
+using Lines = std::vector<std::string>;
 
-std::vector<std::string> lines_of(const std::string &text)
+static Lines lines_of(const std::string &text)
 {
-    std::vector<std::string> lines;
+    Lines lines;
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
@@ -23,13 +22,11 @@ std::vector<std::string> lines_of(const std::string &text)
 }
 
 // What can stand for a section and for a key in a file at all.
-bool can_be_name(const std::string &name)
+static bool can_be_name(const std::string &name)
 {
     return !name.empty() && name.find_first_of("=[];\r\t ") == std::string::npos &&
            name.find('\0') == std::string::npos && name.find('\xEF') == std::string::npos;
 }
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
@@ -50,27 +47,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::string changed = profile_with(text, section, key, value);
     promise(profile_has(changed, section, key, value), "the value is not there");
     promise(profile_with(changed, section, key, value) == changed, "written twice");
-    const std::vector<ProfileItem> items = profile_items(changed);
-    const auto item =
-        std::find_if(items.begin(), items.end(), [&](const ProfileItem &one) {
-            return profile_same_name(one.section, section) &&
-                   profile_same_name(one.key, key);
-        });
-    promise(item != items.end() && item->value == value, "another value is read back");
+    std::vector<ProfileItem> items = profile_items(changed);
+    std::erase_if(items, [&](const ProfileItem &one) {
+        return !profile_same_name(one.section, section) ||
+               !profile_same_name(one.key, key);
+    });
+    promise(!items.empty() && items[0].value == value, "another value is read back");
 
     // One line is new or another; a missing section adds a blank line and its own.
-    std::vector<std::string> before = lines_of(text);
-    std::vector<std::string> after = lines_of(changed);
-    size_t same = 0;
-    while (same < before.size() && same < after.size() && before[same] == after[same]) {
-        same++;
-    }
-    size_t behind = 0;
-    while (behind < before.size() - same && behind < after.size() - same &&
-           before[before.size() - 1 - behind] == after[after.size() - 1 - behind]) {
-        behind++;
-    }
-    promise(before.size() - same - behind <= 1, "another line has changed");
-    promise(after.size() - same - behind <= 4, "lines were added");
+    const Lines before = lines_of(text);
+    const Lines after = lines_of(changed);
+    const auto [old_from, new_from] =
+        std::mismatch(before.begin(), before.end(), after.begin(), after.end());
+    const auto [old_to, new_to] =
+        std::mismatch(before.rbegin(), std::make_reverse_iterator(old_from),
+                      after.rbegin(), std::make_reverse_iterator(new_from));
+    promise(old_to.base() - old_from <= 1, "another line has changed");
+    promise(new_to.base() - new_from <= 4, "lines were added");
     return 0;
 }
