@@ -1,0 +1,75 @@
+"""An installation directory and a program that runs in it, for tests/storm and tests/desktop."""
+import atexit, contextlib, glob, os, random, shutil, signal, socket, subprocess, tempfile, time
+
+BELOW = ["DATA", "LOGS", "LOG", "qlnemails", "pending", "mailin"]
+
+
+def wait_for(condition, what="waited in vain"):
+    """What the condition says, as soon as that is something."""
+    until = time.monotonic() + 20
+    while not (result := condition()):
+        assert time.monotonic() < until, what
+        time.sleep(0.01)
+    return result
+
+
+def free_port():
+    """Below the ports that the system gives to clients, who would be in the way."""
+    for port in random.sample(range(20000, 30000), 100):
+        with contextlib.suppress(OSError), socket.create_server(("", port)):
+            return port
+
+
+def read(path):
+    with open(path, encoding="latin-1", newline="") as file:
+        return file.read()
+
+
+class Installation:
+    def __init__(self, program, port=0, where=None):
+        self.program, self.port = os.path.abspath(program), port or free_port()
+        self.directory = tempfile.mkdtemp(prefix="qln-storm-", dir=where)
+        self.spool = self.directory + "/qlnemails"
+        for name in BELOW:
+            os.mkdir(f"{self.directory}/{name}")
+        os.mkdir(self.directory + "/DATA/RAW")
+        self.settings("")
+
+    def settings(self, lines):
+        with open(f"{self.directory}/DATA/RAW/new", "w") as file:
+            file.write(f"[QLNSMTP]\nport={self.port}\nbind=0\n{lines}\n")
+        os.rename(file.name, f"{self.directory}/DATA/RAW/QLNXSERVER.DAT")
+
+    def said(self):
+        return read(self.directory + "/output")
+
+    def log(self):
+        return read(self.directory + "/LOGS/QLNSMTP.TXT")
+
+    def launch(self, prefix=(), **environment):
+        with open(self.directory + "/output", "ab") as output:
+            self.process = subprocess.Popen([*prefix, self.program], cwd=self.directory,
+                                            stdout=output, stderr=output,
+                                            env=os.environ | environment)
+        atexit.register(self.process.kill)
+        return self.process
+
+    def serves(self):
+        with socket.socket() as probe:
+            return probe.connect_ex(("127.0.0.1", self.port)) == 0
+
+    def ends(self, how=signal.SIGTERM):
+        self.process.send_signal(how)
+        assert self.process.wait(20) == (0 if how != signal.SIGKILL else -how), self.said()
+
+    def end(self):
+        self.ends()
+        shutil.rmtree(self.directory)
+
+    def messages(self):
+        """Envelopes, and the texts behind their headers, of what the fax server would take."""
+        found = []
+        for name in glob.glob(self.directory + "/*/*.txt"):
+            with open(name[:-4] + ".env", "rb") as envelope, open(name, "rb") as text:
+                found.append((envelope.read(), text.read().split(b"\r\n", 3)[3]))
+        return found
