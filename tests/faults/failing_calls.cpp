@@ -2,16 +2,17 @@
 // test says.
 #include "failing_calls.h"
 
-#include <cerrno>
-#include <cstdarg>
-#include <cstdlib>
-#include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <ctime>
 
 extern "C" {
 void *__libc_malloc(size_t);
@@ -34,11 +35,6 @@ FaultPage *page = &unshared;
     close(file);
 }
 
-template <typename Function> Function *next(Function *, const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
-
 bool fails(FailingCall kind)
 {
     page->calls[kind]++;
@@ -57,11 +53,14 @@ void *counted(void *block)
 
 } // namespace
 
+// The system's own.
+#define REAL(function)                                                                   \
+    reinterpret_cast<decltype(&::function)>(dlsym(RTLD_NEXT, #function))
+
 #define FAILING(kind, result, name, parameters, arguments, ...)                          \
     result name parameters __VA_ARGS__                                                   \
     {                                                                                    \
-        static const auto real = next(&::name, #name);                                   \
-        return fails(kind) ? -1 : real arguments;                                        \
+        return fails(kind) ? -1 : REAL(name) arguments;                                  \
     }
 
 extern "C" {
@@ -81,43 +80,39 @@ FAILING(CALL_WATCH, int, epoll_ctl,
 
 int open(const char *path, int flags, ...)
 {
-    static const auto real = next(&::open, "open");
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return fails(CALL_OPEN) ? -1 : real(path, flags, mode);
+    return fails(CALL_OPEN) ? -1 : REAL(open)(path, flags, mode);
 }
 
 ssize_t write(int file, const void *bytes, size_t size)
 {
-    static const auto real = next(&::write, "write");
     if (!fails(CALL_WRITE)) {
-        return real(file, bytes, size);
+        return REAL(write)(file, bytes, size);
     }
     page->nth = page->half.exchange(false) ? 1 : 0; // and no room for the rest
-    return page->nth > 0 ? real(file, bytes, size / 2) : -1;
+    return page->nth > 0 ? REAL(write)(file, bytes, size / 2) : -1;
 }
 
 ssize_t send(int socket, const void *bytes, size_t size, int flags)
 {
-    static const auto real = next(&::send, "send");
     const bool failed = fails(CALL_SEND);
-    return failed && !page->half ? -1
-                                 : real(socket, bytes, failed ? size / 2 : size, flags);
+    return failed && !page->half
+               ? -1
+               : REAL(send)(socket, bytes, failed ? size / 2 : size, flags);
 }
 
 int close(int file)
 {
-    static const auto real = next(&::close, "close");
-    const int result = real(file); // a close that fails has closed all the same
+    const int result = REAL(close)(file); // a close that fails has closed all the same
     return fails(CALL_CLOSE) ? -1 : result;
 }
 
 int clock_gettime(clockid_t clock, timespec *now) noexcept
 {
-    static const auto real = next(&::clock_gettime, "clock_gettime");
-    const int result = real(clock, now);
+    const int result = REAL(clock_gettime)(clock, now);
     now->tv_sec += clock == CLOCK_REALTIME ? page->clock.load() : 0;
     return result;
 }
