@@ -1,23 +1,15 @@
 """An installation directory and a program that runs in it, for tests/storm and tests/desktop."""
-import atexit, contextlib, glob, os, random, shutil, signal, socket, subprocess, tempfile, time
+import atexit, glob, os, random, shutil, signal, socket, subprocess, tempfile, time
+from contextlib import suppress
 
-BELOW = ["DATA", "LOGS", "LOG", "qlnemails", "pending", "mailin"]
 
-
-def wait_for(condition, what="waited in vain"):
+def wait_for(condition):
     """What the condition says, as soon as that is something."""
     until = time.monotonic() + 20
     while not (result := condition()):
-        assert time.monotonic() < until, what
+        assert time.monotonic() < until, "waited in vain"
         time.sleep(0.01)
     return result
-
-
-def free_port():
-    """Below the ports that the system gives to clients, who would be in the way."""
-    for port in random.sample(range(20000, 30000), 100):
-        with contextlib.suppress(OSError), socket.create_server(("", port)):
-            return port
 
 
 def read(path):
@@ -25,26 +17,26 @@ def read(path):
         return file.read()
 
 
+def free_port():
+    """Below the ports that the system gives to clients, who would be in the way."""
+    for port in random.sample(range(20000, 30000), 100):
+        with suppress(OSError), socket.create_server(("", port)):
+            return port
+
+
 class Installation:
-    def __init__(self, program, port=0, where=None):
+    def __init__(self, program, settings="", port=0, where=None):
         self.program, self.port = os.path.abspath(program), port or free_port()
-        self.directory = tempfile.mkdtemp(prefix="qln-storm-", dir=where)
+        self.directory = tempfile.mkdtemp(prefix="qln-installation-", dir=where)
         self.spool = self.directory + "/qlnemails"
-        for name in BELOW:
+        for name in "DATA", "DATA/RAW", "LOGS", "LOG", "qlnemails", "pending", "mailin":
             os.mkdir(f"{self.directory}/{name}")
-        os.mkdir(self.directory + "/DATA/RAW")
-        self.settings("")
+        self.settings(settings)
 
     def settings(self, lines):
         with open(f"{self.directory}/DATA/RAW/new", "w") as file:
             file.write(f"[QLNSMTP]\nport={self.port}\nbind=0\n{lines}\n")
         os.rename(file.name, f"{self.directory}/DATA/RAW/QLNXSERVER.DAT")
-
-    def said(self):
-        return read(self.directory + "/output")
-
-    def log(self):
-        return read(self.directory + "/LOGS/QLNSMTP.TXT")
 
     def launch(self, prefix=(), **environment):
         with open(self.directory + "/output", "ab") as output:
@@ -60,11 +52,17 @@ class Installation:
 
     def ends(self, how=signal.SIGTERM):
         self.process.send_signal(how)
-        assert self.process.wait(20) == (0 if how != signal.SIGKILL else -how), self.said()
+        assert self.process.wait(20) == (-how if how == signal.SIGKILL else 0), self.said()
 
     def end(self):
         self.ends()
         shutil.rmtree(self.directory)
+
+    def said(self):
+        return read(self.directory + "/output")
+
+    def log(self):
+        return read(self.directory + "/LOGS/QLNSMTP.TXT")
 
     def messages(self):
         """Envelopes, and the texts behind their headers, of what the fax server would take."""
