@@ -182,3 +182,13 @@ bool find_entry(const AddressTable &table, const char *bytes, const Octets &addr
                      SCAN_GOES_ON};
     return next_entry(&scan, entry);
 }
+
+bool find_entry_without_table(AddressList list, const char *bytes, size_t size,
+                              const Octets &address, AddressEntry *entry)
+{
+    ListScan scan = scan_list(list, bytes, size);
+    while (next_entry(&scan, entry))
+        if (entry->trouble == TROUBLE_NONE && box_holds(entry->box, address))
+            return true;
+    return false;
+}

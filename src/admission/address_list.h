@@ -51,3 +51,7 @@ bool build_table(AddressTable *table, AddressList list, const char *bytes, size_
 // the table was built from. False when there is none.
 bool find_entry(const AddressTable &table, const char *bytes, const Octets &address,
                 AddressEntry *entry);
+
+// The same without a table, for when there is no memory for one.
+bool find_entry_without_table(AddressList list, const char *bytes, size_t size,
+                              const Octets &address, AddressEntry *entry);

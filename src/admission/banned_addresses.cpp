@@ -53,7 +53,11 @@ int is_banned_ip_address(const char *address)
 
     AddressEntry entry;
     const AddressTable *table = table_of(contents);
-    if (table == nullptr || !find_entry(*table, contents.bytes, client, &entry))
+    const bool banned = table != nullptr
+                            ? find_entry(*table, contents.bytes, client, &entry)
+                            : find_entry_without_table(BANNED_LIST, contents.bytes,
+                                                       contents.size, client, &entry);
+    if (!banned)
         return 0;
 
     char line[ENTRY_TEXT_SIZE];

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -35,28 +36,40 @@ std::string lower_case_of(std::string_view text)
 
 // What of a line is compared: the text before its last comma, or all of it with its line
 // ending, so that a line without a comma matches only at the very end of the file.
-void add_entry(std::string_view line)
+void add_entry(DomainTable *domains, std::string_view line)
 {
     line = line.substr(0, line.find('\0'));
-    table.entries.insert(lower_case_of(line.substr(0, line.rfind(','))));
+    domains->entries.insert(lower_case_of(line.substr(0, line.rfind(','))));
 }
 
-void read_domains(std::string_view text)
+DomainTable read_domains(std::string_view text, uint64_t version)
 {
-    table.entries.clear();
+    DomainTable domains;
+    domains.version = version;
     while (!text.empty()) {
         const size_t feed = text.find('\n');
         const size_t line = feed == std::string_view::npos ? text.size() : feed + 1;
         const size_t length = std::min(line, LINE_PIECE);
         const bool reached_end =
             length == text.size() && length < LINE_PIECE && text.back() != '\n';
-        add_entry(text.substr(0, length));
+        add_entry(&domains, text.substr(0, length));
         text.remove_prefix(length);
         if (reached_end) {
-            return;
+            return domains;
         }
     }
-    add_entry({}); // the read at the end of the file leaves an empty line
+    add_entry(&domains, {}); // the read at the end of the file leaves an empty line
+    return domains;
+}
+
+// Without memory for it the table stays as it is, and the next use tries again.
+void bring_up_to_date(const FileContents &contents)
+{
+    try {
+        table = read_domains({contents.bytes, contents.size}, contents.version);
+    } catch (const std::bad_alloc &) {
+        log_stamped("SMTP: Out of memory");
+    }
 }
 
 } // namespace
@@ -69,8 +82,7 @@ int domain_is_accepted(const char *domain)
         return 1;
     }
     if (contents.version != table.version) {
-        read_domains({contents.bytes, contents.size});
-        table.version = contents.version;
+        bring_up_to_date(contents);
     }
     return table.entries.contains(lower_case_of(domain)) ? 1 : 0;
 }

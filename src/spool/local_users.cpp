@@ -6,6 +6,7 @@
 #include "platform/profile.h"
 
 #include <cstring>
+#include <new>
 #include <string>
 #include <unordered_map>
 
@@ -21,8 +22,6 @@ struct UserTable {
     uint64_t version = 0;
     std::unordered_map<std::string, int> users;
 };
-
-UserTable table;
 
 std::string lower_case_of(const char *text)
 {
@@ -43,29 +42,36 @@ void read_user(const char *section, const char *path, char *address)
     }
 }
 
-void read_users(const char *path)
+UserTable read_users(const char *path, uint64_t version)
 {
-    table.users.clear();
+    UserTable table;
+    table.version = version;
     for (int n = 0; n < USER_LIMIT; n++) {
         char section[16];
         char address[VALUE_SIZE];
         format_text(section, sizeof section, "USER%d", n);
         read_user(section, path, address);
         if (address[0] == '\0') {
-            return;
+            break;
         }
         const bool active = profile_int(section, "USERACTIVE", 0, path) != 0;
         // The first of equal addresses counts.
         table.users.emplace(lower_case_of(address), active ? USER_ACTIVE : USER_INACTIVE);
     }
+    return table;
 }
 
+// Without memory for it the table stays as it is, and the next use tries again.
 const UserTable &present_users()
 {
+    static UserTable table;
     const uint64_t version = profile_version(USERS_FILE);
     if (version != table.version) {
-        read_users(USERS_FILE);
-        table.version = version;
+        try {
+            table = read_users(USERS_FILE, version);
+        } catch (const std::bad_alloc &) {
+            log_stamped("SMTP: Out of memory");
+        }
     }
     return table;
 }

@@ -76,7 +76,7 @@ void keep_bound()
     written = 0;
 }
 
-// The bytes of the UTF-8 character at `at`, 1 for a byte that begins none.
+// The bytes of the UTF-8 character at `at` (RFC 3629), 1 for a byte that begins none.
 size_t character_length(const unsigned char *at)
 {
     const size_t length = *at >= 0xF0 ? 4 : *at >= 0xE0 ? 3 : *at >= 0xC2 ? 2 : 1;
@@ -85,7 +85,9 @@ size_t character_length(const unsigned char *at)
             return 1;
         }
     }
-    return length;
+    // Longer than needed: a control character could hide in it.
+    const bool overlong = (*at == 0xE0 && at[1] < 0xA0) || (*at == 0xF0 && at[1] < 0x90);
+    return overlong ? 1 : length;
 }
 
 // How many bytes from here on are plain ASCII, which most lines are altogether.

@@ -80,45 +80,55 @@ void note_directory(const std::string &native, Entry *entry)
     }
 }
 
-bool look(const char *path, Entry *entry, struct stat *status)
-{
-    // As the path stands; then where it stood last; only then a search.
-    if (is_still_missing(*entry)) {
-        return false;
-    }
-    const std::string native = native_path(path);
-    if (stat(native.c_str(), status) == 0) {
-        entry->name = native;
-        entry->directory.clear();
-        return true;
-    }
-    if (!entry->name.empty() && entry->name != native &&
-        stat(entry->name.c_str(), status) == 0) {
-        return true;
-    }
-    note_directory(native, entry);
-    if (find_in_other_case(native, &entry->name)) {
-        entry->directory.clear(); // also for a link to a file that may come to be
-        return stat(entry->name.c_str(), status) == 0;
-    }
-    return false;
-}
+enum Outcome { DONE, NOTHING_THERE, NOT_NOW };
 
-enum Reading { READ_WHOLE, CANNOT_BE_READ, CANNOT_BE_READ_NOW };
-
-// A file that is not there or not for us, or a shortage or fault that will pass.
-Reading failed_reading()
+// Of a call that failed: there is no such file or it is not for us, or it was a shortage
+// or fault that will pass.
+Outcome failed()
 {
     const bool lasts = errno == ENOENT || errno == ENOTDIR || errno == EACCES ||
-                       errno == EPERM || errno == ELOOP;
-    return lasts ? CANNOT_BE_READ : CANNOT_BE_READ_NOW;
+                       errno == EPERM || errno == ELOOP || errno == ENAMETOOLONG;
+    return lasts ? NOTHING_THERE : NOT_NOW;
 }
 
-Reading read_whole(const std::string &name, std::string *bytes)
+Outcome look_at(const std::string &name, struct stat *status)
+{
+    return stat(name.c_str(), status) == 0 ? DONE : failed();
+}
+
+// Looks at the file without reading it: as the path stands; then where it stood last;
+// only then it is searched for.
+Outcome look(const char *path, Entry *entry, struct stat *status)
+{
+    if (is_still_missing(*entry)) {
+        return NOTHING_THERE;
+    }
+    const std::string native = native_path(path);
+    Outcome outcome = look_at(native, status);
+    if (outcome == DONE) {
+        entry->name = native;
+        entry->directory.clear();
+    }
+    if (outcome == NOTHING_THERE && !entry->name.empty() && entry->name != native) {
+        outcome = look_at(entry->name, status);
+    }
+    if (outcome != NOTHING_THERE) {
+        return outcome;
+    }
+    note_directory(native, entry);
+    const bool found = find_in_other_case(native, &entry->name);
+    outcome = found ? look_at(entry->name, status) : failed();
+    if (found || outcome == NOT_NOW) {
+        entry->directory.clear(); // found: also a link to a file that may come to be
+    }
+    return outcome;
+}
+
+Outcome read_whole(const std::string &name, std::string *bytes)
 {
     const FileHandle file = file_open(name.c_str(), FILE_READ);
     if (file == NO_FILE) {
-        return failed_reading();
+        return failed();
     }
     static char piece[65536];
     int64_t count = 0;
@@ -130,9 +140,9 @@ Reading read_whole(const std::string &name, std::string *bytes)
         errno = ENOMEM;
         count = -1;
     }
-    const Reading reading = count == 0 ? READ_WHOLE : failed_reading();
+    const Outcome outcome = count == 0 ? DONE : failed();
     file_close(file);
-    return reading;
+    return outcome;
 }
 
 void set_content(Entry *entry, bool there, std::string bytes)
@@ -147,29 +157,30 @@ void set_content(Entry *entry, bool there, std::string bytes)
 
 void bring_up_to_date(const char *path, Entry *entry)
 {
-    struct stat status;
-    if (!look(path, entry, &status) || !S_ISREG(status.st_mode)) {
-        entry->settled = false;
-        set_content(entry, false, {});
-        return;
-    }
-    if (entry->there && entry->settled && same_file(status, entry->status)) {
-        return;
-    }
-
     // The status is the one from before the read: a change during it shows later.
-    const bool settled = is_settled(status);
+    struct stat status;
+    Outcome outcome = look(path, entry, &status);
+    if (outcome == DONE && !S_ISREG(status.st_mode)) {
+        outcome = NOTHING_THERE;
+    }
     std::string bytes;
-    const Reading reading = read_whole(entry->name, &bytes);
-    if (reading == CANNOT_BE_READ_NOW && entry->version != 0) {
+    bool settled = false;
+    if (outcome == DONE) {
+        if (entry->there && entry->settled && same_file(status, entry->status)) {
+            return;
+        }
+        settled = is_settled(status);
+        outcome = read_whole(entry->name, &bytes);
+    }
+    if (outcome == NOT_NOW && entry->version != 0) {
         // What the file held counts on: without its settings the server would let in
         // whom it is to refuse.
         entry->settled = false;
         return;
     }
     entry->status = status;
-    entry->settled = reading == READ_WHOLE && settled;
-    set_content(entry, reading == READ_WHOLE, std::move(bytes));
+    entry->settled = outcome == DONE && settled;
+    set_content(entry, outcome == DONE, std::move(bytes));
 }
 
 } // namespace

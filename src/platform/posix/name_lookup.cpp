@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 
@@ -22,7 +23,8 @@ bool exists(const std::string &path)
 }
 
 // The directory's entry of that name in any letter case; the first in the order of
-// their bytes where several differ in case alone.
+// their bytes where several differ in case alone. False with errno set when there is none
+// or that cannot be told.
 bool find_entry(const std::string &directory, const std::string &name, std::string *found)
 {
     DIR *entries = opendir(directory.empty() ? "." : directory.c_str());
@@ -30,6 +32,7 @@ bool find_entry(const std::string &directory, const std::string &name, std::stri
         return false;
     }
     bool any = false;
+    errno = 0;
     while (const dirent *entry = readdir(entries)) {
         if (strcasecmp(entry->d_name, name.c_str()) == 0 &&
             (!any || *found > entry->d_name)) {
@@ -37,7 +40,9 @@ bool find_entry(const std::string &directory, const std::string &name, std::stri
             any = true;
         }
     }
+    const int failure = errno != 0 ? errno : ENOENT;
     closedir(entries);
+    errno = failure;
     return any;
 }
 

@@ -7,7 +7,7 @@
 std::string native_path(const char *path);
 
 // Whether the path, whose spelling has been tried in vain, names something in another
-// letter case; `found` is then the name as it stands on disk.
+// letter case; `found` is then the name as it stands on disk. False with errno set.
 bool find_in_other_case(const std::string &path, std::string *found);
 
 // The path for a file that is about to be made: an entry of that name in any letter case,

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -86,7 +88,19 @@ void parse(Profile *profile, const FileContents &contents)
     }
 }
 
-const Profile &profile_of(const char *path)
+bool bring_up_to_date(Profile *profile, const FileContents &contents)
+{
+    try {
+        parse(profile, contents);
+        return true;
+    } catch (const std::bad_alloc &) {
+        *profile = {};
+        return false;
+    }
+}
+
+std::optional<std::string_view> value_of(std::string_view section, std::string_view key,
+                                         const char *path)
 {
     static std::string last_path;
     static Profile *last_profile;
@@ -95,10 +109,12 @@ const Profile &profile_of(const char *path)
         last_path = path;
     }
     const FileContents contents = file_contents(path);
-    if (last_profile->version != contents.version) {
-        parse(last_profile, contents);
+    if (last_profile->version != contents.version &&
+        !bring_up_to_date(last_profile, contents)) {
+        return profile_value({contents.bytes, contents.size}, section, key);
     }
-    return *last_profile;
+    const ProfileItem *item = find_item(*last_profile, section, key);
+    return item == nullptr ? std::nullopt : std::optional(item->value);
 }
 
 // The file opened for writing and locked, and still the one that the name stands for.
@@ -154,11 +170,11 @@ bool replace(const std::string &name, int old_file, const std::string &text)
 
 int profile_int(const char *section, const char *key, int missing, const char *path)
 {
-    const ProfileItem *item = find_item(profile_of(path), section, key);
-    if (item == nullptr) {
+    const std::optional<std::string_view> found = value_of(section, key, path);
+    if (!found) {
         return missing;
     }
-    const std::string_view value = item->value;
+    const std::string_view value = *found;
     size_t at = 0;
     while (at < value.size() && (value[at] == ' ' || value[at] == '\t')) {
         at++;
@@ -178,8 +194,7 @@ int profile_int(const char *section, const char *key, int missing, const char *p
 int profile_text(const char *section, const char *key, const char *missing, char *text,
                  int size, const char *path)
 {
-    const ProfileItem *item = find_item(profile_of(path), section, key);
-    const std::string_view value = item == nullptr ? missing : item->value;
+    const std::string_view value = value_of(section, key, path).value_or(missing);
     const size_t length = std::min(value.size(), static_cast<size_t>(size) - 1);
     value.copy(text, length);
     text[length] = '\0';

@@ -158,6 +158,16 @@ std::vector<ProfileItem> profile_items(std::string_view text)
     return items;
 }
 
+std::optional<std::string_view>
+profile_value(std::string_view text, std::string_view section, std::string_view key)
+{
+    const Place place = find_place(text, section, key);
+    if (!place.key_found) {
+        return {};
+    }
+    return unquoted(raw_value(text, place.line));
+}
+
 bool profile_has(std::string_view text, std::string_view section, std::string_view key,
                  std::string_view value)
 {

@@ -1,6 +1,7 @@
 // The text of a settings-style file: finding and changing its lines. No files here.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,10 @@ struct ProfileItem {
 // Every key of the text in the order of its lines; the views point into `text`. Of
 // sections of one name the first alone counts, and so does the first of equal keys.
 std::vector<ProfileItem> profile_items(std::string_view text);
+
+// The key's value as among those, found without any memory; none when it is not there.
+std::optional<std::string_view>
+profile_value(std::string_view text, std::string_view section, std::string_view key);
 
 // The text with the key set to the value, every other line as it was.
 std::string profile_with(std::string_view text, std::string_view section,

@@ -7,10 +7,15 @@
 #include "platform/windows/model.h"
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
+#include <new>
+#include <thread>
 
 namespace
 {
+
+constexpr std::chrono::milliseconds OUT_OF_MEMORY_PAUSE{10};
 
 struct Timer {
     int id;
@@ -120,7 +125,13 @@ void dispatch_message(const Message &message)
 {
     // Each event looks at the files anew.
     file_contents_look_again();
-    send_message(message.window, message.message, message.first, message.second);
+    try {
+        send_message(message.window, message.message, message.first, message.second);
+    } catch (const std::bad_alloc &) {
+        // Better this event is lost than everybody's connection. What caused it may still
+        // be there: not again at once.
+        std::this_thread::sleep_for(OUT_OF_MEMORY_PAUSE);
+    }
 }
 
 bool model_run_until(bool (*done)(void *), void *context)
