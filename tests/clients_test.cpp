@@ -123,7 +123,6 @@ class EachClient : public Installation, public testing::WithParamInterface<MailC
         }
     }
 
-  private:
     pid_t relay_ = -1;
 };
 
