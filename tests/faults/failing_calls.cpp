@@ -29,7 +29,8 @@ FaultPage *page = &unshared;
 
 [[gnu::constructor]] void map_page()
 {
-    const int file = open(getenv("FAULT_PAGE"), O_RDWR);
+    const char *path = getenv("FAULT_PAGE");
+    const int file = open(path != nullptr ? path : "", O_RDWR);
     page = static_cast<FaultPage *>(
         mmap(nullptr, sizeof(FaultPage), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
     close(file);
