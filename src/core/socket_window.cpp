@@ -23,7 +23,7 @@ namespace
 // come in single chunks, so that a client who sends thousands ahead holds up nobody else.
 constexpr int CHUNK_SIZE = 1023;
 constexpr int CHUNKS_PER_RECEIVE = 64;
-constexpr int MUCH = 4096; // text of a client who does not wait
+constexpr int MUCH = 4096; // text of which more is to be expected
 
 char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
 
@@ -152,9 +152,11 @@ int receive_ahead(ClientSession *session)
             return count;
         }
         session->chunkLeft = is_text ? 0 : count - handled;
-        const bool was_part = !is_text && size < CHUNK_SIZE;
-        socket_set_sends_ahead(socket, handled < count || count >= MUCH || was_part ||
-                                           count == CHUNK_SIZE);
+        const bool filled = !is_text && (size < CHUNK_SIZE || count == CHUNK_SIZE);
+        const bool goes_on = count >= MUCH && session->state == SESSION_DATA;
+        socket_set_pace(socket, handled < count || filled ? PACE_AHEAD
+                                : goes_on                 ? PACE_OF_TEXT
+                                                          : PACE_OF_ANSWERS);
     }
     return count;
 }
@@ -162,7 +164,7 @@ int receive_ahead(ClientSession *session)
 // Receives once and hands it on: the count, as socket_receive gives it.
 int receive_from(ClientSession *session)
 {
-    if (session->state == SESSION_DATA || socket_sends_ahead(session->socket)) {
+    if (session->state == SESSION_DATA || socket_pace(session->socket) == PACE_AHEAD) {
         return receive_ahead(session);
     }
     const Socket socket = session->socket;
@@ -172,7 +174,7 @@ int receive_from(ClientSession *session)
     }
     if (count > 0 && session_is_open(session)) {
         message_write_gathered(session);
-        socket_set_sends_ahead(socket, count == CHUNK_SIZE);
+        socket_set_pace(socket, count == CHUNK_SIZE ? PACE_AHEAD : PACE_OF_ANSWERS);
     }
     return count;
 }

@@ -84,11 +84,12 @@ int socket_receive(Socket socket, void *bytes, size_t size);
 int socket_peek(Socket socket, void *bytes, size_t size);
 bool socket_discard(Socket socket, size_t size);
 
-// Whether the client sends without waiting for answers. All of those together get one
-// event in eight rounds while others have any: however many they are, they hold up
-// nobody.
-void socket_set_sends_ahead(Socket socket, bool does);
-bool socket_sends_ahead(Socket socket);
+// How a client sends. All of those who send a long text take turns for one event a round;
+// all of those who send commands ahead get one in eight rounds while others have any. So
+// however many they are, they hold up nobody who waits for answers.
+enum SocketPace { PACE_OF_ANSWERS, PACE_OF_TEXT, PACE_AHEAD };
+void socket_set_pace(Socket socket, SocketPace pace);
+SocketPace socket_pace(Socket socket);
 
 // Bytes taken by one send, which never waits; SOCKET_FAILED when none.
 int socket_send(Socket socket, const void *bytes, size_t size);

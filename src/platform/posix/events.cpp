@@ -35,12 +35,13 @@ struct Watch {
     unsigned message = 0;
     uint32_t generation = 0;
     bool listening = false;
-    bool sends_ahead = false;
+    SocketPace pace = PACE_OF_ANSWERS;
 };
 
 std::vector<Watch> watches; // by socket
 int epoll = -1;
-int ahead = -1; // where the sockets wait whose clients send ahead
+int text = -1;  // where the sockets wait whose clients send a long text,
+int ahead = -1; // and those whose clients send ahead
 int signals = -1;
 sigset_t blocked;
 sigset_t before;
@@ -92,22 +93,37 @@ bool listen_in(int queue, int socket, uint32_t events)
     return epoll_ctl(queue, EPOLL_CTL_ADD, socket, &event) == 0;
 }
 
+// The queue in which the sockets of a pace wait.
+int queue_of(SocketPace pace)
+{
+    return pace == PACE_AHEAD ? ahead : pace == PACE_OF_TEXT ? text : epoll;
+}
+
+bool is_queue(int number)
+{
+    return number == text || number == ahead;
+}
+
 // The place of an event in its batch: new clients first, those who send ahead last.
 int rank(const epoll_event &event)
 {
     const auto number = static_cast<uint32_t>(event.data.u64);
-    return watches[number].listening ? 0 : static_cast<int>(number) == ahead ? 2 : 1;
+    return watches[number].listening           ? 0
+           : static_cast<int>(number) == text  ? 2
+           : static_cast<int>(number) == ahead ? 3
+                                               : 1;
 }
 
-// One event of those who send ahead, when it is their turn.
-bool next_ahead(epoll_event *event)
+// One event of those who wait in the queue, when it is their turn.
+bool next_of_queue(int queue, epoll_event *event)
 {
-    if (batch_size > 1 && batches_without_ahead < BATCHES_WITHOUT_AHEAD) {
-        batches_without_ahead++;
-        return false;
+    if (queue == ahead) {
+        if (batch_size > 1 && batches_without_ahead <= BATCHES_WITHOUT_AHEAD) {
+            return false;
+        }
+        batches_without_ahead = 0;
     }
-    batches_without_ahead = 0;
-    return epoll_wait(ahead, event, 1, 0) == 1;
+    return epoll_wait(queue, event, 1, 0) == 1;
 }
 
 bool somebody_waits(int listening)
@@ -183,12 +199,14 @@ bool events_start()
     }
     signals = signalfd(-1, &blocked, SFD_NONBLOCK | SFD_CLOEXEC);
     epoll = epoll_create1(EPOLL_CLOEXEC);
+    text = epoll_create1(EPOLL_CLOEXEC);
     ahead = epoll_create1(EPOLL_CLOEXEC);
-    if (epoll < 0 || ahead < 0 || signals < 0) {
+    if (epoll < 0 || text < 0 || ahead < 0 || signals < 0) {
         return false;
     }
-    watch_of(std::max(signals, ahead));
-    return listen_in(epoll, signals, EPOLLIN) && listen_in(epoll, ahead, EPOLLIN);
+    watch_of(std::max({signals, text, ahead}));
+    return listen_in(epoll, signals, EPOLLIN) && listen_in(epoll, text, EPOLLIN) &&
+           listen_in(epoll, ahead, EPOLLIN);
 }
 
 void events_restore_signals()
@@ -221,6 +239,7 @@ void events_wait(int milliseconds)
     memory_reserve_refill();
 
     accepted = 0;
+    batches_without_ahead++;
     std::stable_sort(
         batch, batch + batch_size,
         [](const epoll_event &a, const epoll_event &b) { return rank(a) < rank(b); });
@@ -230,7 +249,8 @@ bool events_next(Message *message)
 {
     while (batch_at < batch_size) {
         epoll_event event = batch[batch_at++];
-        if (static_cast<int>(event.data.u64) == ahead && !next_ahead(&event)) {
+        const int queue = static_cast<int>(event.data.u64);
+        if (is_queue(queue) && !next_of_queue(queue, &event)) {
             continue;
         }
         const auto number = static_cast<uint32_t>(event.data.u64);
@@ -271,26 +291,26 @@ bool events_watch(int socket, bool listening, Window *window, unsigned message)
     watch.window = window;
     watch.message = message;
     watch.listening = listening;
-    watch.sends_ahead = false;
+    watch.pace = PACE_OF_ANSWERS;
     return listen_in(epoll, socket, listening ? EPOLLIN : EPOLLIN | EPOLLRDHUP);
 }
 
-void events_set_sends_ahead(int socket, bool does)
+void events_set_pace(int socket, SocketPace pace)
 {
     Watch &watch = watch_of(socket);
-    if (watch.sends_ahead == does || watch.window == nullptr) {
+    if (watch.pace == pace || watch.window == nullptr) {
         return;
     }
     // Into the one queue before out of the other: it stays where it is when that fails.
-    if (listen_in(does ? ahead : epoll, socket, EPOLLIN | EPOLLRDHUP)) {
-        epoll_ctl(does ? epoll : ahead, EPOLL_CTL_DEL, socket, nullptr);
-        watch.sends_ahead = does;
+    if (listen_in(queue_of(pace), socket, EPOLLIN | EPOLLRDHUP)) {
+        epoll_ctl(queue_of(watch.pace), EPOLL_CTL_DEL, socket, nullptr);
+        watch.pace = pace;
     }
 }
 
-bool events_sends_ahead(int socket)
+SocketPace events_pace(int socket)
 {
-    return watch_of(socket).sends_ahead;
+    return watch_of(socket).pace;
 }
 
 bool events_watch_accepted(int socket, int listening)

@@ -1,6 +1,8 @@
 // Socket readiness and signals, below the seam: one epoll descriptor.
 #pragma once
 
+#include "platform/sockets.h"
+
 struct Message;
 
 // Blocks the signals that end the program, ignores SIGPIPE, raises the limit on open
@@ -34,11 +36,9 @@ bool events_watch(int socket, bool listening, Window *window, unsigned message);
 // Registers an accepted socket like its listening one.
 bool events_watch_accepted(int socket, int listening);
 
-// Whether the socket's client sends without waiting for answers. All of those together
-// get one event in eight rounds while others have any: however many they are, they hold
-// up nobody.
-void events_set_sends_ahead(int socket, bool does);
-bool events_sends_ahead(int socket);
+// As socket_set_pace() and socket_pace() say.
+void events_set_pace(int socket, SocketPace pace);
+SocketPace events_pace(int socket);
 
 // Forgets a socket that is about to be closed.
 void events_forget(int socket);

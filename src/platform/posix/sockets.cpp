@@ -241,14 +241,14 @@ bool socket_discard(Socket socket, size_t size)
     return recv(socket, nullptr, size, MSG_TRUNC) == static_cast<ssize_t>(size);
 }
 
-void socket_set_sends_ahead(Socket socket, bool does)
+void socket_set_pace(Socket socket, SocketPace pace)
 {
-    events_set_sends_ahead(socket, does);
+    events_set_pace(socket, pace);
 }
 
-bool socket_sends_ahead(Socket socket)
+SocketPace socket_pace(Socket socket)
 {
-    return events_sends_ahead(socket);
+    return events_pace(socket);
 }
 
 int socket_send(Socket socket, const void *bytes, size_t size)
