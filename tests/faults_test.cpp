@@ -28,6 +28,8 @@ struct Fault {
 };
 
 constexpr Fault FAULTS_OF_A_MESSAGE[] = {
+    {"stat: for a while", CALL_STAT, EIO, true},
+    {"read", CALL_READ, EIO, false},
     {"open", CALL_OPEN, EIO, false},
     {"open: descriptors", CALL_OPEN, EMFILE, false},
     {"write", CALL_WRITE, EIO, false},
@@ -48,20 +50,21 @@ struct Toggles {
     const char *lines;
     bool may_pass; // a client of these manners is to get its message through
     bool authenticates;
+    bool waits_for_disk;
     const char *address;
     const char *domain;
 };
 
 constexpr Toggles SETTINGS[] = {
-    {"", true, false, "127.0.0.1", "firm"},
+    {"", true, false, false, "127.0.0.1", "firm"},
     {"FULLDETAIL=1\nUSEDOMAINS=1\nSMTPAUTHENTICATION=1\nACCEPTVALIDADDRESSONLY=1\n"
      "SMTPIPBLOCK=1\nSYNCSPOOL=1\n[SMTPSRV]\nSHOWAUTHENTICATEDETAILS=1\n",
-     true, true, "127.0.0.1", "firm"},
-    {"FULLDETAIL=1\nLOGONLY=1\nSYNCSPOOL=1\n", true, false, "127.0.0.1", "firm"},
-    {"SMTPAUTHENTICATION=1\n", false, false, "127.0.0.1", "firm"},
-    {"ACCEPTVALIDADDRESSONLY=1\n", false, false, "127.0.0.7", "firm"},
-    {"SMTPIPBLOCK=1\n", false, false, "127.0.0.9", "firm"},
-    {"USEDOMAINS=1\n", false, false, "127.0.0.1", "other"},
+     true, true, true, "127.0.0.1", "firm"},
+    {"FULLDETAIL=1\nLOGONLY=1\nSYNCSPOOL=1\n", true, false, true, "127.0.0.1", "firm"},
+    {"SMTPAUTHENTICATION=1\n", false, false, false, "127.0.0.1", "firm"},
+    {"ACCEPTVALIDADDRESSONLY=1\n", false, false, false, "127.0.0.7", "firm"},
+    {"SMTPIPBLOCK=1\n", false, false, false, "127.0.0.9", "firm"},
+    {"USEDOMAINS=1\n", false, false, false, "127.0.0.1", "other"},
 };
 
 } // namespace
@@ -152,12 +155,15 @@ class Faults : public Installation
         return there;
     }
 
-    // A message that could not be stored is accounted for, at least by its client's end.
-    bool log_tells_why()
+    // A message that could not be stored is accounted for: when its connection failed, by
+    // that one's end.
+    bool log_tells_why(FailingCall failing)
     {
+        const bool connection = failing == CALL_SEND || failing == CALL_RECV ||
+                                failing == CALL_ACCEPT || failing == CALL_WATCH;
         return logs("could not be", 0) || logs("FATAL ERROR", 0) ||
-               logs("Out of memory", 0) || logs("Connection broken", 0) ||
-               logs("disconnected", 1000);
+               logs("***WARNING***", 0) || logs("Connection broken", 0) ||
+               (connection && logs("disconnected", 1000));
     }
 
     FaultPage *page_;
@@ -175,6 +181,9 @@ TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
             expect_settled();
             EXPECT_EQ(toggles.may_pass, takes_message());
             const int calls = page_->calls[fault.call] - before;
+            if (fault.call == CALL_SYNC) { // the body, its envelope, and their names
+                EXPECT_EQ(toggles.waits_for_disk ? 3 : 0, calls);
+            }
             for (int nth = 1; nth <= calls; nth++) {
                 SCOPED_TRACE(std::string(fault.name) + " no. " + std::to_string(nth) +
                              " with " + toggles.lines);
@@ -189,7 +198,7 @@ TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
                 expect_next_is_served();
                 const bool stored = takes_message(fault.call);
                 EXPECT_TRUE(stored ? toggles.may_pass : !promised);
-                EXPECT_TRUE(promised || !toggles.may_pass || log_tells_why());
+                EXPECT_TRUE(promised || !toggles.may_pass || log_tells_why(fault.call));
             }
         }
         blocks = blocks == 0 && !toggles.may_pass ? page_->blocks.load() : blocks;
@@ -234,5 +243,31 @@ TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
     ASSERT_EQ(0, prlimit(process(), RLIMIT_AS, &plenty, nullptr));
     EXPECT_EQ("220 ", others.back().hears().substr(0, 4));
     EXPECT_EQ(1, times_logged("Out of memory"));
+}
+
+// Lists that have become too long for the memory that is left.
+TEST_F(Faults, WithoutMemoryForAListNobodyIsLetInAndTheServerGoesOn)
+{
+    settings("SMTPIPBLOCK=1\nUSEDOMAINS=1\n");
+    EXPECT_TRUE(delivers(SETTINGS[0]));
+    const std::string pages = slurp("/proc/" + std::to_string(process()) + "/statm");
+    std::string addresses = "127.0.0.9\r\n";
+    std::string domains = "firm.example,all\r\n";
+    std::string users;
+    for (int i = 0; i < 300000; i++) {
+        addresses += "10.9.8.7\r\n";
+        domains += std::to_string(i) + ",all\r\n";
+        users += "[" + std::to_string(i) + "]\r\nID=x\r\n";
+    }
+    for (const unsigned megabytes : {7U, 14U}) {
+        const rlimit little{std::stoul(pages) * 4096 + (megabytes << 20), RLIM_INFINITY};
+        ASSERT_EQ(0, prlimit(process(), RLIMIT_AS, &little, nullptr));
+        put("DATA/RAW/BADSMTPIPADDRESS.TXT", addresses += "10.9.8.7\r\n");
+        put("DATA/RAW/DOMAIN.DAT", domains += "more,all\r\n");
+        put("DATA/RAW/TSUSERS.DAT", users += "[more]\r\n");
+        EXPECT_EQ("503 ", connect_from("127.0.0.9").hears().substr(0, 4));
+        EXPECT_FALSE(delivers(SETTINGS[6]));
+        EXPECT_TRUE(delivers(SETTINGS[0]));
+    }
 }
 #endif

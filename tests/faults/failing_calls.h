@@ -4,7 +4,9 @@
 #include <atomic>
 
 enum FailingCall {
+    CALL_STAT,
     CALL_OPEN,
+    CALL_READ,
     CALL_WRITE,
     CALL_CLOSE,
     CALL_RENAME,
@@ -22,7 +24,8 @@ struct FaultPage {
     std::atomic<int> kind;  // the kind that fails, counted from when it was armed
     std::atomic<int> nth;   // the call that fails, 1 for the next; 0: none
     std::atomic<int> error; // its errno
-    std::atomic<bool> half; // a write or send takes half of the bytes first
+    std::atomic<bool> half; // a write or send takes half of the bytes first,
+                            // and after a stat the next ones fail as well
     std::atomic<int> calls[CALL_KINDS];
     std::atomic<long> blocks; // of memory that have not been given back
     std::atomic<int> clock;   // seconds by which the clock goes wrong
