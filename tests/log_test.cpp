@@ -167,6 +167,27 @@ TEST_F(Installation, LogAndReceivedHeaderCarryTheZonesTimeInEnglish)
     EXPECT_NEAR(static_cast<double>(timegm(&there) - 19800 - now), 0, 5);
 }
 
+// The file has the bytes as they came; a terminal that shows the output gets no control
+// character, of ASCII, of an eight-bit set, or of UTF-8 (whole, or longer than needed).
+TEST_F(Installation, ControlCharactersReachTheOutputAsDigits)
+{
+    settings("FULLDETAIL=1\n");
+    start();
+    const std::string bytes =
+        "\x1b[2J|\x7f|\x9b|\xc2\x9b|\xe0\x82\x9b|\xf0\x80\x82\x9b|\xc3\xa4";
+    const std::string digits =
+        "\\x1b[2J|\\x7f|\\x9b|\\xc2\\x9b|\xe0\\x82\\x9b|\xf0\\x80\\x82\\x9b|\xc3\xa4";
+    Client client = connect_from();
+    client.hears();
+    EXPECT_EQ("250", client.asks("HELO " + bytes).substr(0, 3));
+    EXPECT_EQ("250 OK\r\n", client.asks("MAIL FROM:<" + bytes + "@d>"));
+    EXPECT_TRUE(comes_true(
+        [&] { return content("stdout").find(digits + "@d>") != std::string::npos; }));
+    EXPECT_NE(std::string::npos, content("stdout").find("[" + digits + "]"));
+    EXPECT_EQ(std::string::npos, content("stdout").find_first_of("\x1b\x7f"));
+    EXPECT_TRUE(logs(bytes + "@d>"));
+}
+
 TEST_F(Installation, LogFileMayBeMovedCutOrDeletedAtAnyTime)
 {
     start();
