@@ -74,6 +74,7 @@ void count_spool()
     promise(pairs >= messages, "a message is not in the spool");
     promise(std::distance(fs::recursive_directory_iterator("."), {}) == 9,
             "a stray file");
+    promise(installation_is_alone(), "a file outside the installation");
 }
 
 } // namespace

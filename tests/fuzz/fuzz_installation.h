@@ -23,10 +23,17 @@ inline void enter_installation()
     std::string name = fs::exists("/dev/shm") ? "/dev/shm" : "/tmp";
     name += "/qln-fuzz-XXXXXX";
     static const std::string directory = mkdtemp(name.data());
-    fs::current_path(directory);
+    fs::create_directory(directory + "/installation");
+    fs::current_path(directory + "/installation");
     for (const char *below :
          {"DATA/RAW", "LOGS", "LOG", "qlnemails", "pending", "mailin"}) {
         fs::create_directories(below);
     }
     atexit([] { fs::remove_all(directory); });
+}
+
+// Nothing has been made beside it.
+inline bool installation_is_alone()
+{
+    return std::distance(fs::directory_iterator(".."), {}) == 1;
 }

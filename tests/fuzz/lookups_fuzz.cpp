@@ -51,5 +51,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     promise(domain_is_accepted(address.c_str()) == 1 || address.size() > 500 ||
                 address.find('\n') != std::string::npos,
             "a listed domain is refused");
+    if ((content + address).find('0') == std::string::npos) {
+        promise(domain_is_accepted(("0" + address).c_str()) == 0,
+                "a domain that is not listed is accepted");
+    }
+    promise(installation_is_alone(), "a file outside the installation");
     return 0;
 }
