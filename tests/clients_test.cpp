@@ -68,6 +68,11 @@ struct MailClient {
     bool is_relayed = false;     // a stock mail transfer agent stands in between
 };
 
+void PrintTo(const MailClient &client, std::ostream *stream) // for the runner's list
+{
+    *stream << client.name;
+}
+
 constexpr MailClient CLIENTS[] = {
     {"curl", "curl -sS smtp://127.0.0.1:$PORT/pc --mail-from $SENDER -T $FILE",
      " --mail-rcpt ", " --mail-rcpt ", ""},
