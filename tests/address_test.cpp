@@ -1,6 +1,6 @@
 // Addresses: what the domain checks make of a text, and the lists they are looked up in.
 
-#include "core/settings.h"
+#include "base/settings.h"
 #include "installation.h"
 #include "spool/address.h"
 #include "spool/domains.h"

@@ -14,7 +14,7 @@ class Check : public Installation
     int status(const std::string &arguments = "")
     {
         const std::string command = QLNSMTP_CHECK " " + path("") + " " + arguments;
-        const int result = std::system((command + " >" + path("said")).c_str());
+        const int result = system((command + " >" + path("said")).c_str());
         said = "\n" + content("said");
         return WEXITSTATUS(result);
     }

@@ -134,7 +134,7 @@ class EachClient : public Installation, public testing::WithParamInterface<MailC
 TEST_P(EachClient, DeliversEveryMessageWhole)
 {
     const MailClient &client = GetParam();
-    const char *root = std::getenv("QLN_RELAY_ROOT");
+    const char *root = getenv("QLN_RELAY_ROOT");
     if (client.is_relayed && (root == nullptr || geteuid() != 0))
         GTEST_SKIP() << "no mail transfer agent in QLN_RELAY_ROOT, or not root";
     start();
@@ -149,7 +149,7 @@ TEST_P(EachClient, DeliversEveryMessageWhole)
         const std::string command = "PORT=" + port +
                                     " SENDER=anna@firm.example FILE=" + path("message") +
                                     "; " + command_line(client, message);
-        EXPECT_EQ(0, std::system(command.c_str())) << command;
+        EXPECT_EQ(0, system(command.c_str())) << command;
         ASSERT_TRUE(comes_true(
             [&] { return files().size() == 2 && files()[1].ends_with(".txt"); }, 10000))
             << content("relay/log");

@@ -1,13 +1,13 @@
 // The operator's windows, driven through their messages; the headless display stands in
 // for the screen and lets the test answer boxes.
-#include "core/gateway.h"
+#include "base/gateway.h"
 #include "core/main_window.h"
-#include "core/settings.h"
+#include "base/settings.h"
 #include "installation.h"
 #include "log/activity_log.h"
 #include "platform/headless/operator.h"
 #include "platform/shell.h"
-#include "platform/windows/window.h"
+#include "platform/window_model/window.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
 #include "ui/status_window.h"

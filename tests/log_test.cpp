@@ -1,7 +1,7 @@
 // The activity log: its file, its list, its size.
 
-#include "core/gateway.h"
-#include "core/settings.h"
+#include "base/gateway.h"
+#include "base/settings.h"
 #include "installation.h"
 #include "log/activity_log.h"
 #include "log/log_trim.h"

@@ -1,8 +1,7 @@
-// The accepted-address list: loaded once, then asked about every client.
 #include "admission/accepted_addresses.h"
 
 #include "admission/address_list.h"
-#include "core/paths.h"
+#include "base/paths.h"
 #include "log/activity_log.h"
 #include "platform/files.h"
 

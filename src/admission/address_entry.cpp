@@ -1,4 +1,3 @@
-// What one line of an address list means.
 #include "admission/address_entry.h"
 
 #include <cstdlib>
@@ -92,7 +91,7 @@ int octet_number(std::string_view field)
 
     char text[FIELD_LIMIT + 1] = {};
     field.copy(text, FIELD_LIMIT);
-    return std::atoi(text);
+    return atoi(text);
 }
 
 // Bounds as they are written, which may lie beyond what an octet can be. Positions

@@ -1,4 +1,3 @@
-// The two address lists, as the checks read them.
 #include "admission/address_list.h"
 
 #include <algorithm>
@@ -17,7 +16,7 @@ constexpr size_t SHORTEST_ROW = 8;
 bool next_accepted_line(ListScan *scan, ListLine *line)
 {
     size_t left = static_cast<size_t>(scan->end - scan->next);
-    const void *cr = left > 0 ? std::memchr(scan->next, '\r', left) : nullptr;
+    const void *cr = left > 0 ? memchr(scan->next, '\r', left) : nullptr;
     if (cr == nullptr && left < 2) {
         scan->ending = SCAN_AT_END;
         return false;
@@ -42,7 +41,7 @@ bool next_banned_line(ListScan *scan, ListLine *line)
         return false;
     }
 
-    const void *lf = std::memchr(scan->next, '\n', left);
+    const void *lf = memchr(scan->next, '\n', left);
     size_t length = left;
     if (lf != nullptr)
         length = static_cast<size_t>(static_cast<const char *>(lf) - scan->next) + 1;
@@ -117,7 +116,7 @@ ListScan scan_list(AddressList list, const char *bytes, size_t size)
 {
     // The accepted list is one text, which ends at its first NUL.
     if (list == ACCEPTED_LIST && size > 0)
-        if (const void *nul = std::memchr(bytes, '\0', size))
+        if (const void *nul = memchr(bytes, '\0', size))
             size = static_cast<size_t>(static_cast<const char *>(nul) - bytes);
     return {list, bytes, bytes + size, SCAN_GOES_ON};
 }

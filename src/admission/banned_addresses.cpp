@@ -1,4 +1,3 @@
-// The banned-address list: looked at afresh for every client.
 #include "admission/banned_addresses.h"
 
 #include "admission/address_list.h"

@@ -4,7 +4,7 @@
 #include "check/checked_list.h"
 #include "check/findings.h"
 #include "check/list_file.h"
-#include "core/settings.h"
+#include "base/settings.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include "check/checked_list.h"
 #include "check/findings.h"
 #include "check/list_file.h"
-#include "core/settings.h"
+#include "base/settings.h"
 
 #include <cstdio>
 
@@ -71,7 +71,7 @@ int explain_client(const char *address)
 {
     Octets client;
     if (!read_address(address, &client)) {
-        std::fprintf(stderr, "%s is no address of a client, as 192.168.1.20 is\n",
+        fprintf(stderr, "%s is no address of a client, as 192.168.1.20 is\n",
                      address);
         return 2;
     }
@@ -81,6 +81,6 @@ int explain_client(const char *address)
     bool banned = accepted && is_asked(BANNED_ADDRESSES) &&
                   list_has(BANNED_ADDRESSES, "bans", address, client);
     bool let_in = accepted && !banned;
-    std::printf("%s would be %s\n", address, let_in ? "let in" : "refused");
+    printf("%s would be %s\n", address, let_in ? "let in" : "refused");
     return let_in ? 0 : 1;
 }

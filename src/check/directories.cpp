@@ -2,7 +2,7 @@
 #include "check/checks.h"
 
 #include "check/findings.h"
-#include "core/paths.h"
+#include "base/paths.h"
 #include "platform/posix/name_lookup.h"
 
 #include <fcntl.h>

@@ -27,16 +27,16 @@ void report(Severity severity, const char *file, int line, const char *format, .
     char text[TEXT_SIZE];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
+    vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
 
     if (severity > worst)
         worst = severity;
     if (file != nullptr && line > 0)
-        std::printf("%s:%d: ", file, line);
+        printf("%s:%d: ", file, line);
     else if (file != nullptr)
-        std::printf("%s: ", file);
-    std::printf("%s: ", SEVERITY_NAMES[severity]);
+        printf("%s: ", file);
+    printf("%s: ", SEVERITY_NAMES[severity]);
     show(text);
 }
 

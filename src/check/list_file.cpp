@@ -1,7 +1,7 @@
 #include "check/list_file.h"
 
 #include "check/findings.h"
-#include "core/paths.h"
+#include "base/paths.h"
 #include "platform/file_contents.h"
 
 #include <algorithm>

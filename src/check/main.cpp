@@ -3,7 +3,7 @@
 #include "check/checks.h"
 
 #include "check/findings.h"
-#include "core/settings.h"
+#include "base/settings.h"
 
 #include <unistd.h>
 
@@ -32,16 +32,16 @@ int check_all()
 int main(int argc, char **argv)
 {
     if (argc == 2 && std::string_view(argv[1]) == "--help") {
-        std::fputs(USAGE, stdout);
+        fputs(USAGE, stdout);
         return 0;
     }
     bool asks_about_client = argc == 4 && std::string_view(argv[2]) == "--address";
     if (argc != 2 && !asks_about_client) {
-        std::fputs(USAGE, stderr);
+        fputs(USAGE, stderr);
         return CANNOT_TELL;
     }
     if (chdir(argv[1]) != 0) {
-        std::perror(argv[1]);
+        perror(argv[1]);
         return CANNOT_TELL;
     }
 

@@ -2,9 +2,9 @@
 #include "check/checks.h"
 
 #include "check/findings.h"
-#include "core/gateway.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/gateway.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "platform/sockets.h"
 
 #include <cerrno>

@@ -3,7 +3,7 @@
 
 #include "check/findings.h"
 #include "check/list_file.h"
-#include "core/settings.h"
+#include "base/settings.h"
 #include "platform/posix/profile_text.h"
 
 #include <charconv>

@@ -1,9 +1,9 @@
 #include "core/disconnect.h"
 
-#include "core/gateway.h"
-#include "core/session.h"
-#include "core/sessions.h"
-#include "core/settings.h"
+#include "base/gateway.h"
+#include "base/session.h"
+#include "base/sessions.h"
+#include "base/settings.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
 #include "smtp/message.h"

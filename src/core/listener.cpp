@@ -1,10 +1,10 @@
 #include "core/listener.h"
 
-#include "core/gateway.h"
-#include "core/sessions.h"
-#include "core/settings.h"
+#include "base/gateway.h"
+#include "base/sessions.h"
+#include "base/settings.h"
 #include "core/socket_window.h"
-#include "core/text.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "ui/resource_ids.h"
 

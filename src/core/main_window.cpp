@@ -1,6 +1,6 @@
 #include "core/main_window.h"
 
-#include "core/gateway.h"
+#include "base/gateway.h"
 #include "core/shutdown.h"
 #include "core/timer.h"
 #include "core/tray.h"

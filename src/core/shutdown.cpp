@@ -1,8 +1,8 @@
 #include "core/shutdown.h"
 
-#include "core/gateway.h"
+#include "base/gateway.h"
 #include "core/listener.h"
-#include "core/sessions.h"
+#include "base/sessions.h"
 #include "log/activity_log.h"
 
 void close_down()

@@ -1,19 +1,17 @@
 #include "core/startup.h"
 
 #include "admission/accepted_addresses.h"
-#include "core/gateway.h"
+#include "base/gateway.h"
 #include "core/listener.h"
 #include "core/main_window.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
 #include "spool/leftovers.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
 #include "ui/status_window.h"
-
-GatewaySettings gateway;
 
 namespace
 {

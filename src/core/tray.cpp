@@ -1,7 +1,7 @@
 #include "core/tray.h"
 
 #include "core/main_window.h"
-#include "core/text.h"
+#include "base/text.h"
 #include "ui/resource_ids.h"
 
 bool set_tray_icon(Window *window, TrayOperation operation, const char *tip)

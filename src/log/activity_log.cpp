@@ -1,8 +1,8 @@
 #include "log/activity_log.h"
 
-#include "core/paths.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/paths.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "log/log_list.h"
 #include "log/log_trim.h"
 #include "platform/clock.h"

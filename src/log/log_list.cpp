@@ -1,6 +1,6 @@
 #include "log/log_list.h"
 
-#include "core/gateway.h"
+#include "base/gateway.h"
 #include "ui/resource_ids.h"
 
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "log/log_trim.h"
 
-#include "core/paths.h"
-#include "core/settings.h"
+#include "base/paths.h"
+#include "base/settings.h"
 #include "platform/files.h"
 
 #include <cstdint>

@@ -1,11 +1,10 @@
-// AUTH: prompts, and nothing but prompts.
 #include "smtp/authentication.h"
 
 #include "core/disconnect.h"
-#include "core/session.h"
-#include "core/sessions.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/session.h"
+#include "base/sessions.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "smtp/replies.h"
 

@@ -1,9 +1,9 @@
 #include "smtp/replies.h"
 
 #include "core/disconnect.h"
-#include "core/session.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/session.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 
 void send_reply(ClientSession *session, const char *code, const char *text)

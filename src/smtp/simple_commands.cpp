@@ -1,7 +1,7 @@
 #include "smtp/simple_commands.h"
 
 #include "core/disconnect.h"
-#include "core/session.h"
+#include "base/session.h"
 #include "log/activity_log.h"
 #include "smtp/replies.h"
 

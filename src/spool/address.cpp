@@ -1,7 +1,7 @@
 #include "spool/address.h"
 
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/settings.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <cstring>

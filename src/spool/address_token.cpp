@@ -1,6 +1,6 @@
 #include "spool/address_token.h"
 
-#include "core/text.h"
+#include "base/text.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 #include "spool/domains.h"
 
-#include "core/text.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/file_contents.h"
 

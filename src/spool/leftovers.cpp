@@ -1,7 +1,7 @@
 #include "spool/leftovers.h"
 
-#include "core/paths.h"
-#include "core/text.h"
+#include "base/paths.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "spool/spool_files.h"
 

@@ -1,7 +1,7 @@
 #include "spool/local_users.h"
 
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/profile.h"
 

@@ -1,8 +1,8 @@
 #include "spool/rcpt_to.h"
 
-#include "core/session.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/session.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/clock.h"
 #include "smtp/replies.h"

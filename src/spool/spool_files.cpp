@@ -1,9 +1,9 @@
 #include "spool/spool_files.h"
 
-#include "core/paths.h"
-#include "core/session.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/paths.h"
+#include "base/session.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/clock.h"
 #include "smtp/replies.h"

@@ -1,4 +1,3 @@
-// The question before a close-down.
 #include "ui/confirmation.h"
 
 bool operator_agrees(Window *owner, const char *text, const char *caption)

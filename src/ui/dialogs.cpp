@@ -1,9 +1,8 @@
-// The two information dialogs.
 #include "ui/dialogs.h"
 
-#include "core/gateway.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/gateway.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
 

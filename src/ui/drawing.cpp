@@ -1,4 +1,3 @@
-// The sunken frame that is drawn around a light.
 #include "ui/drawing.h"
 
 namespace

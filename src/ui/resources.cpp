@@ -1,4 +1,3 @@
-// The layouts of the dialogs and menus, in dialog units.
 #include "ui/resources.h"
 
 #include "platform/windows.h"

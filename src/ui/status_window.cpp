@@ -1,11 +1,10 @@
-// The status window: what the operator sees and commands.
 #include "ui/status_window.h"
 
-#include "core/gateway.h"
-#include "core/paths.h"
-#include "core/settings.h"
+#include "base/gateway.h"
+#include "base/paths.h"
+#include "base/settings.h"
 #include "core/shutdown.h"
-#include "core/text.h"
+#include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/clock.h"
 #include "platform/files.h"

@@ -1,7 +1,6 @@
-// The tray icon's mouse: the window on a left click, the menu on a right one.
 #include "ui/tray_menu.h"
 
-#include "core/gateway.h"
+#include "base/gateway.h"
 #include "core/main_window.h"
 #include "platform/shell.h"
 

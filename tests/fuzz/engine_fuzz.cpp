@@ -2,11 +2,11 @@
 //
 // Input: a byte of toggles, the size of a chunk, which send falls short (0: none), text.
 #include "core/disconnect.h"
-#include "core/gateway.h"
-#include "core/session.h"
-#include "core/sessions.h"
-#include "core/settings.h"
-#include "core/text.h"
+#include "base/gateway.h"
+#include "base/session.h"
+#include "base/sessions.h"
+#include "base/settings.h"
+#include "base/text.h"
 #include "fuzz_installation.h"
 #include "log/activity_log.h"
 #include "platform/file_contents.h"

@@ -1,7 +1,7 @@
 // Any address against any users and domains file, and through the address cleaner.
 //
 // Input: a length, an address of that many bytes, the content of both files.
-#include "core/settings.h"
+#include "base/settings.h"
 #include "fuzz_installation.h"
 #include "platform/file_contents.h"
 #include "spool/address.h"

@@ -1,7 +1,7 @@
 // A display that is the terminal: log-list entries on standard output, message boxes on
 // standard error. Windows exist in the model only.
 
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include "platform/headless/operator.h"
 #include "platform/headless/standard_output.h"

@@ -5,7 +5,7 @@
 #include "platform/posix/spare_descriptors.h"
 #include "platform/sockets.h"
 #include "platform/windows.h"
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include <poll.h>
 #include <signal.h>

@@ -1,5 +1,3 @@
-// Letter case and separators of names.
-
 #include "platform/posix/name_lookup.h"
 
 #include "platform/posix/working_directory.h"

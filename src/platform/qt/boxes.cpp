@@ -1,5 +1,5 @@
 // Message boxes and the popup menu: the model's loop runs while one is open.
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include "platform/qt/always_on_top.h"
 #include "platform/qt/screen.h"

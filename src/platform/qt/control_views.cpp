@@ -5,7 +5,7 @@
 #include "platform/qt/pictures.h"
 #include "platform/qt/text.h"
 #include "platform/qt/thin_frame.h"
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include <QLabel>
 #include <QLineEdit>

@@ -6,7 +6,7 @@
 #include "platform/qt/pictures.h"
 #include "platform/qt/screen.h"
 #include "platform/qt/text.h"
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include <QApplication>
 #include <QCloseEvent>

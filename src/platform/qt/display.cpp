@@ -1,5 +1,5 @@
 // A display that is the screen: start, end, and the wait for its input.
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include "platform/clock.h"
 #include "platform/posix/events.h"

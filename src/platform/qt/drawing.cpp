@@ -2,7 +2,7 @@
 
 #include "platform/qt/pictures.h"
 #include "platform/qt/text.h"
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include <QApplication>
 #include <QFontMetricsF>

@@ -2,7 +2,7 @@
 
 #include "platform/qt/text.h"
 #include "platform/qt/thin_frame.h"
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include <QPainter>
 #include <QScrollBar>

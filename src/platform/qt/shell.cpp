@@ -1,5 +1,5 @@
 // Opening a file with the desktop's program for it.
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include "platform/posix/events.h"
 #include "platform/posix/name_lookup.h"

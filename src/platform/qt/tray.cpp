@@ -1,5 +1,5 @@
 // The notification-area icon.
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include "platform/qt/pictures.h"
 #include "platform/qt/screen.h"

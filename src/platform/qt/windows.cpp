@@ -1,5 +1,5 @@
 // Windows, dialogs and lists as the window model reports their changes.
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include "platform/qt/always_on_top.h"
 #include "platform/qt/control_views.h"

@@ -1,10 +1,10 @@
 // What a display provides to the window model. One display is linked: headless or qt.
-// Every call is made on the program's thread, with records of platform/windows/window.h
+// Every call is made on the program's thread, with records of platform/window_model/window.h
 // that the model has already brought up to date.
 #pragma once
 
 #include "platform/shell.h"
-#include "platform/windows/window.h"
+#include "platform/window_model/window.h"
 
 // Before anything else; false when there is no screen to be had.
 bool display_start(int argc, char **argv);

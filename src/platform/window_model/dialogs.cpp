@@ -1,7 +1,7 @@
 // Dialogs from their templates, and menus.
 
-#include "platform/windows/display.h"
-#include "platform/windows/model.h"
+#include "platform/window_model/display.h"
+#include "platform/window_model/model.h"
 
 namespace
 {

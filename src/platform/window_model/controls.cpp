@@ -1,7 +1,7 @@
 // List boxes: a ring of entries whose memory is used again.
 
-#include "platform/windows/display.h"
-#include "platform/windows/window.h"
+#include "platform/window_model/display.h"
+#include "platform/window_model/window.h"
 
 #include <algorithm>
 

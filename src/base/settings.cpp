@@ -1,7 +1,7 @@
-#include "core/settings.h"
+#include "base/settings.h"
 
-#include "core/paths.h"
-#include "core/text.h"
+#include "base/paths.h"
+#include "base/text.h"
 
 #include "platform/profile.h"
 

@@ -1,7 +1,7 @@
 #include "platform/program.h"
 
 #include "platform/posix/events.h"
-#include "platform/windows/display.h"
+#include "platform/window_model/display.h"
 
 #include <cstdio>
 

@@ -1,6 +1,6 @@
-#include "core/sessions.h"
+#include "base/sessions.h"
 
-#include "core/session.h"
+#include "base/session.h"
 
 #include "platform/clock.h"
 #include "platform/memory.h"

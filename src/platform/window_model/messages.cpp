@@ -3,8 +3,8 @@
 #include "platform/clock.h"
 #include "platform/file_contents.h"
 #include "platform/posix/events.h"
-#include "platform/windows/display.h"
-#include "platform/windows/model.h"
+#include "platform/window_model/display.h"
+#include "platform/window_model/model.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
 // What the files of the window model share with each other.
 #pragma once
 
-#include "platform/windows/window.h"
+#include "platform/window_model/window.h"
 
 // Whether the window has been created and not yet destroyed.
 bool model_is_alive(const Window *window);

@@ -1,7 +1,7 @@
 // Window classes and windows.
 
-#include "platform/windows/display.h"
-#include "platform/windows/model.h"
+#include "platform/window_model/display.h"
+#include "platform/window_model/model.h"
 
 #include <unistd.h>
 

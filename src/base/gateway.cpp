@@ -1,0 +1,3 @@
+#include "base/gateway.h"
+
+GatewaySettings gateway;
