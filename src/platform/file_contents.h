@@ -13,6 +13,7 @@ struct FileContents {
     const char *bytes; // NUL-terminated; valid until the next call for this path
     size_t size;       // bytes before that NUL
     uint64_t version;  // another number whenever the bytes are others; never 0
+    bool missing;      // there is certainly no entry of that name; never with bytes
 };
 
 // The file as it is now. No bytes (null) when it is missing, not a plain file, or

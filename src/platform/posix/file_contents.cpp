@@ -24,7 +24,8 @@ struct Entry {
     bool looked_at = false; // within this event
     uint64_t event = 0;
     bool there = false;
-    std::string name; // as it stands on disk
+    bool missing = false; // seen not to be there, rather than out of reach
+    std::string name;     // as it stands on disk
     struct stat status {
     };
     bool settled = false;  // read long enough after its last change
@@ -117,7 +118,11 @@ Outcome look(const char *path, Entry *entry, struct stat *status)
     }
     note_directory(native, entry);
     const bool found = find_in_other_case(native, &entry->name);
+    const bool missing = !found && (errno == ENOENT || errno == ENOTDIR);
     outcome = found ? look_at(entry->name, status) : failed();
+    if (outcome != NOT_NOW) {
+        entry->missing = missing;
+    }
     if (found || outcome == NOT_NOW) {
         entry->directory.clear(); // found: also a link to a file that may come to be
     }
@@ -160,6 +165,9 @@ void bring_up_to_date(const char *path, Entry *entry)
     // The status is the one from before the read: a change during it shows later.
     struct stat status;
     Outcome outcome = look(path, entry, &status);
+    if (outcome == DONE) {
+        entry->missing = false;
+    }
     if (outcome == DONE && !S_ISREG(status.st_mode)) {
         outcome = NOTHING_THERE;
     }
@@ -201,9 +209,9 @@ FileContents file_contents(const char *path)
         bring_up_to_date(path, entry);
     }
     if (!entry->there) {
-        return {nullptr, 0, entry->version};
+        return {nullptr, 0, entry->version, entry->missing};
     }
-    return {entry->bytes.c_str(), entry->bytes.size(), entry->version};
+    return {entry->bytes.c_str(), entry->bytes.size(), entry->version, false};
 }
 
 void file_contents_look_again()
