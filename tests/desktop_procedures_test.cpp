@@ -1,8 +1,9 @@
 // The operator's windows, driven through their messages; the headless display stands in
 // for the screen and lets the test answer boxes.
 #include "base/gateway.h"
-#include "core/main_window.h"
+#include "base/resource_ids.h"
 #include "base/settings.h"
+#include "core/main_window.h"
 #include "installation.h"
 #include "log/activity_log.h"
 #include "platform/headless/operator.h"

@@ -1,6 +1,7 @@
 // The activity log: its file, its list, its size.
 
 #include "base/gateway.h"
+#include "base/resource_ids.h"
 #include "base/settings.h"
 #include "installation.h"
 #include "log/activity_log.h"

@@ -43,4 +43,6 @@ struct ClientSession {
     uint32_t storeFailed; // the text of this message is read, but could not be stored
     int32_t chunkLeft;    // bytes of a chunk of commands that are still to be received
     SessionList list;     // the list that holds the record
+    bool ended;           // nothing more of its input is handled; see session_end
+    const char *argument; // of the command in `line`; null when the line is malformed
 };

@@ -93,6 +93,7 @@ ClientSession *session_alloc()
     session->domainAccepted = 0;
     session->storeFailed = 0;
     session->chunkLeft = 0;
+    session->ended = false;
     append(active, session, ON_ACTIVE_LIST);
     return session;
 }
@@ -139,7 +140,12 @@ void sessions_free_all()
     by_socket.clear();
 }
 
+void session_end(ClientSession *session)
+{
+    session->ended = true;
+}
+
 bool session_is_open(const ClientSession *session)
 {
-    return session->list == ON_ACTIVE_LIST;
+    return session->list == ON_ACTIVE_LIST && !session->ended;
 }

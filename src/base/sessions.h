@@ -27,6 +27,10 @@ ClientSession *session_next(const ClientSession *session);
 // Closes the socket of every active record and frees all records.
 void sessions_free_all();
 
-// Whether the record still belongs to an open connection: asked after each step that
-// may have ended it.
+// Ends the connection: nothing more of its input is handled and nothing more is sent.
+// When the event is over, whoever got it closes the socket and releases the record.
+void session_end(ClientSession *session);
+
+// Whether the record belongs to a connection that has not ended: asked after each step
+// that may have ended it.
 bool session_is_open(const ClientSession *session);

@@ -33,7 +33,7 @@ void log_what_remains(const ClientSession *session)
 
 void Disconnect(ClientSession *session)
 {
-    if (!session_is_open(session)) {
+    if (session->list != ON_ACTIVE_LIST) {
         return;
     }
     log_flush();

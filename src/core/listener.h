@@ -3,8 +3,6 @@
 
 #include "platform/sockets.h"
 
-inline constexpr char SOCKET_WINDOW_CLASS[] = "QLNSMTPsrvClass";
-
 // Opens the socket library, chooses the address, binds and listens. `address` is the
 // value of IPADDR or empty, and becomes the address text really used. 0, or -1 with
 // everything undone and the reason logged.

@@ -7,6 +7,7 @@
 #include "log/activity_log.h"
 #include "ui/confirmation.h"
 #include "ui/dialogs.h"
+#include "ui/resource_ids.h"
 #include "ui/tray_menu.h"
 
 namespace

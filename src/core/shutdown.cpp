@@ -1,7 +1,7 @@
 #include "core/shutdown.h"
 
 #include "base/gateway.h"
-#include "core/listener.h"
+#include "base/resource_ids.h"
 #include "base/sessions.h"
 #include "log/activity_log.h"
 

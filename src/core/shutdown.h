@@ -4,6 +4,6 @@
 // Shuts the network side down: every connection and the listening socket are closed.
 void close_down();
 
-// The same behind the stop of the timer and before the close of the socket library:
-// what each of the three close-downs begins with.
+// Stops the timer, calls close_down() and closes the socket library. Every close-down
+// starts here.
 void stop_serving();

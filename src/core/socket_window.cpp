@@ -2,16 +2,16 @@
 
 #include "admission/accepted_addresses.h"
 #include "admission/banned_addresses.h"
-#include "core/disconnect.h"
 #include "base/gateway.h"
 #include "base/session.h"
 #include "base/sessions.h"
 #include "base/settings.h"
-#include "base/text.h"
+#include "core/disconnect.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
 #include "smtp/engine.h"
 #include "smtp/message.h"
+#include "smtp/replies.h"
 #include "ui/status_window.h"
 
 #include <algorithm>
@@ -49,14 +49,11 @@ void count_connection(ClientSession *session)
     log_stamped("SMTP: Connection attempt received from [%s]...", session->peerText);
 }
 
-// The code text ends in a blank and the format has another: two on the wire.
+// Two blanks after the code: every other reply has one.
 void refuse(ClientSession *session, const char *reason)
 {
-    char reply[256];
-    const int length = format_text(reply, sizeof reply, "%s %s\r\n", "503 ", reason);
-    log_flush();
-    socket_send(session->socket, reply, static_cast<size_t>(length));
-    Disconnect(session);
+    send_directly(session, "503  ", reason);
+    session_end(session);
 }
 
 bool is_accepted(ClientSession *session)
@@ -91,6 +88,14 @@ bool is_banned(ClientSession *session)
     return true;
 }
 
+// The event is over: a session that ended in it is disconnected now.
+void finish_event(ClientSession *session)
+{
+    if (!session_is_open(session)) {
+        Disconnect(session);
+    }
+}
+
 void accept_client(Socket listener)
 {
     static bool out_of_memory; // logged once, however long it lasts
@@ -117,6 +122,7 @@ void accept_client(Socket listener)
     if (is_accepted(session) && !is_banned(session)) {
         handle_client_input(session, nullptr, 0);
     }
+    finish_event(session);
 }
 
 // Hands bytes on, chunk by chunk while they are message text; of commands a few at a
@@ -131,8 +137,9 @@ int hand_on(ClientSession *session, int count)
     return at;
 }
 
-// Message text, and what was sent ahead, is looked at first and taken as far as it was
-// handled. A chunk stays a chunk: what is left of one is looked at by itself.
+// Message text, and commands that were sent ahead, are peeked at, handled, and discarded
+// as far as they were handled. What is left of a chunk is read by itself, so that chunk
+// boundaries stay.
 int receive_ahead(ClientSession *session)
 {
     const bool is_text = session->state == SESSION_DATA;
@@ -148,7 +155,7 @@ int receive_ahead(ClientSession *session)
     if (session_is_open(session)) {
         message_write_gathered(session);
         if (!socket_discard(socket, static_cast<size_t>(handled))) {
-            Disconnect(session); // rather than handle it twice
+            session_end(session); // rather than handle it twice
             return count;
         }
         session->chunkLeft = is_text ? 0 : count - handled;
@@ -187,17 +194,22 @@ void read_from_client(Socket socket)
     }
     const int count = receive_from(session);
     if (count <= 0 && count != SOCKET_WOULD_BLOCK) {
-        Disconnect(session);
+        session_end(session);
     }
+    finish_event(session);
 }
 
 // What was sent before the close is received first, by an event for each receive.
 void client_has_closed(Socket socket)
 {
     ClientSession *session = session_find(socket);
-    if (session != nullptr && receive_from(session) <= 0) {
-        Disconnect(session);
+    if (session == nullptr) {
+        return;
     }
+    if (receive_from(session) <= 0) {
+        session_end(session);
+    }
+    finish_event(session);
 }
 
 void socket_event(Socket socket, int event)

@@ -1,6 +1,5 @@
 #include "core/tray.h"
 
-#include "core/main_window.h"
 #include "base/text.h"
 #include "ui/resource_ids.h"
 

@@ -3,6 +3,9 @@
 
 #include "platform/shell.h"
 
+// The icon's message to its window.
+inline constexpr unsigned TRAY_CALLBACK = 2021;
+
 inline constexpr char TIP_START[] = "Quillon email-to-fax SMTP mail server - waiting";
 inline constexpr char TIP_ACTIVE[] = "Quillon email-to-fax SMTP mail server - active";
 inline constexpr char TIP_WAITING[] = "Quillon email-to-fax SMTP server - waiting";

@@ -1,7 +1,7 @@
 #include "log/log_list.h"
 
 #include "base/gateway.h"
-#include "ui/resource_ids.h"
+#include "base/resource_ids.h"
 
 #include <cstring>
 

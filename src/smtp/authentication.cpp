@@ -1,6 +1,5 @@
 #include "smtp/authentication.h"
 
-#include "core/disconnect.h"
 #include "base/session.h"
 #include "base/sessions.h"
 #include "base/settings.h"
@@ -27,8 +26,9 @@ bool details_wanted()
 bool prompt(ClientSession *session, const char *text)
 {
     send_reply(session, text, "");
-    if (!session_is_open(session))
+    if (!session_is_open(session)) {
         return false;
+    }
     session->authenticated = 1;
     return true;
 }
@@ -36,17 +36,19 @@ bool prompt(ClientSession *session, const char *text)
 void begin_login(ClientSession *session)
 {
     if (session->authenticated) {
-        Disconnect(session);
+        session_end(session);
         return;
     }
-    if (prompt(session, LOGIN_PROMPT) && details_wanted())
+    if (prompt(session, LOGIN_PROMPT) && details_wanted()) {
         log_line("Requesting authentication password");
+    }
 }
 
 void begin_plain(ClientSession *session)
 {
-    if (details_wanted())
+    if (details_wanted()) {
         log_line("AUTH PLAIN received, requesting authentication ID");
+    }
     prompt(session, PLAIN_PROMPT);
 }
 
@@ -60,27 +62,29 @@ void decline(ClientSession *session)
 
 void handle_auth(ClientSession *session)
 {
-    const char *line = session->line;
-
     if (read_setting("SMTPAUTHENTICATION", 0) == 0) {
         send_reply(session, "500 ", "SMTP AUTHENTICATION not required.");
         return;
     }
-    if (!begins_ignoring_case(line, "AUTH "))
+    const char *mechanism = session->argument;
+    if (mechanism == nullptr) {
         return;
+    }
 
     // A mechanism counts only when nothing else stands on the line, not even a blank.
-    if (equal_ignoring_case(line, "AUTH LOGIN")) {
+    if (equal_ignoring_case(mechanism, "LOGIN")) {
         begin_login(session);
-    } else if (equal_ignoring_case(line, "AUTH PLAIN")) {
+    } else if (equal_ignoring_case(mechanism, "PLAIN")) {
         begin_plain(session);
-    } else if (equal_ignoring_case(line, "AUTH CRAM-MD5")) {
-        if (details_wanted())
+    } else if (equal_ignoring_case(mechanism, "CRAM-MD5")) {
+        if (details_wanted()) {
             log_line("AUTH CD_CRAM received, authentication not supported");
+        }
         decline(session);
     } else {
-        if (details_wanted())
-            log_line("UNRECOGNIZED AUTH command [%s] received", line);
+        if (details_wanted()) {
+            log_line("UNRECOGNIZED AUTH command [%s] received", session->line);
+        }
         decline(session);
     }
 }

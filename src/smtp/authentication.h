@@ -3,5 +3,5 @@
 
 struct ClientSession;
 
-// Handles the AUTH line held in the session's `line`. May end the session.
+// Handles an AUTH command: `argument` is what follows "AUTH ". May end the session.
 void handle_auth(ClientSession *session);

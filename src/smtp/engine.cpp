@@ -1,6 +1,5 @@
 #include "smtp/engine.h"
 
-#include "core/disconnect.h"
 #include "base/gateway.h"
 #include "base/session.h"
 #include "base/sessions.h"
@@ -25,25 +24,19 @@ namespace
 constexpr int COMMANDS_AT_ONCE = 4;
 
 constexpr char UNRECOGNIZED[] = "Error command unrecognized";
-constexpr char REQUIRED[] = "Authentication required";
-constexpr char MAIL_HEAD[] = "MAIL FROM:";
-constexpr char RCPT_HEAD[] = "RCPT TO:";
+constexpr char BLANKS[] = " \t\r\n";
 
 // --- Greeting
 
 void greet(ClientSession *session)
 {
-    char reply[REPLY_SIZE];
-    const int length =
-        format_text(reply, sizeof reply, "%s[%s] %s %s, %s\r\n", "220 ",
-                    gateway.host_name, "Quillon email-to-fax SMTP server",
-                    PROGRAM_VERSION, "Quillon email-to-fax SMTP service ready");
-    log_flush();
-    if (socket_send(session->socket, reply, static_cast<size_t>(length)) != length) {
-        Disconnect(session);
-        return;
-    }
+    char text[REPLY_SIZE];
+    format_text(text, sizeof text,
+                "[%s] Quillon email-to-fax SMTP server %s, Quillon email-to-fax SMTP "
+                "service ready",
+                gateway.host_name, PROGRAM_VERSION);
     session->state = SESSION_GREETED;
+    send_directly(session, "220 ", text);
 }
 
 // --- Lines
@@ -64,7 +57,7 @@ bool add_to_line(ClientSession *session, char byte)
 
 // --- HELO phase
 
-// 0 when the line is a HELO or EHLO, with `heloName` set; else -1. Cuts the line behind
+// 0 when the line is a HELO or EHLO, with `heloName` set; else -1. Cuts the line after
 // its first word.
 int check_helo(ClientSession *session)
 {
@@ -114,14 +107,19 @@ bool lacks_authentication(const ClientSession *session)
     return session->authenticated == 0 && read_setting("SMTPAUTHENTICATION", 0) != 0;
 }
 
-void mail_command(ClientSession *session)
+void refuse_unauthenticated(ClientSession *session, const char *code)
 {
-    const bool well_formed = begins_ignoring_case(session->line, MAIL_HEAD);
+    log_stamped("AUTHENTICATION - MAIL FROM received without AUTHENTICATION, message "
+                "refused");
+    send_directly(session, code, "Authentication required");
+}
+
+void do_mail(ClientSession *session)
+{
+    const bool well_formed = session->argument != nullptr;
     if (well_formed && lacks_authentication(session)) {
-        log_stamped("AUTHENTICATION - MAIL FROM received without AUTHENTICATION, "
-                    "message refused");
-        send_line(session, "535 ", REQUIRED);
-        Disconnect(session);
+        refuse_unauthenticated(session, "535 ");
+        session_end(session);
         return;
     }
     session->domainAccepted = 0;
@@ -133,35 +131,28 @@ void mail_command(ClientSession *session)
     send_directly(session, "500 ", UNRECOGNIZED);
 }
 
-void rcpt_command(ClientSession *session)
+void do_rcpt(ClientSession *session)
 {
-    constexpr size_t head_length = sizeof RCPT_HEAD - 1;
     if (lacks_authentication(session)) {
-        log_stamped("AUTHENTICATION - MAIL FROM received without AUTHENTICATION, "
-                    "message refused");
-        send_directly(session, "530 ", REQUIRED);
+        refuse_unauthenticated(session, "530 ");
         return;
     }
-    if (!begins_ignoring_case(session->line, RCPT_HEAD)) {
-        log_stamped("SMTP: 1 - [%s] Received bad RCPT TO command", session->peerText);
-        send_directly(session, "500 ", UNRECOGNIZED);
+    if (session->argument != nullptr && session->argument[0] != '\0') {
+        char recipient[RECIPIENT_SIZE];
+        handle_rcpt_to(session, recipient);
         return;
     }
-    if (session->line[head_length] == '\0') {
-        log_stamped("SMTP: 5 - [%s] Received bad RCPT TO command", session->peerText);
-        send_directly(session, "500 ", UNRECOGNIZED);
-        return;
-    }
-    char recipient[RECIPIENT_SIZE];
-    handle_rcpt_to(session, recipient);
+    log_stamped("SMTP: %d - [%s] Received bad RCPT TO command",
+                session->argument == nullptr ? 1 : 5, session->peerText);
+    send_directly(session, "500 ", UNRECOGNIZED);
 }
 
-void data_command(ClientSession *session)
+void do_data(ClientSession *session)
 {
     if (lacks_authentication(session)) {
         log_stamped("AUTHENTICATION - NOT received so message refused");
         send_reply(session, "503 ", "Transaction failed - no Authentication provided");
-        Disconnect(session);
+        session_end(session);
         return;
     }
     if (session->domainAccepted == 0 && read_setting("USEDOMAINS", 0) != 0) {
@@ -179,39 +170,61 @@ void data_command(ClientSession *session)
     handle_data(session);
 }
 
+void do_help(ClientSession *session);
+
 struct Verb {
     const char *word;
+    const char
+        *head; // begins a well-formed line, in any letter case; the argument follows
     void (*handle)(ClientSession *session);
+    bool offered; // by HELP
 };
 
 constexpr Verb VERBS[] = {
-    {"mail", mail_command}, {"rcpt", rcpt_command}, {"data", data_command},
-    {"auth", handle_auth},  {"quit", do_quit},      {"vrfy", refuse_vrfy},
-    {"noop", do_noop},      {"rset", do_rset},      {"turn", refuse_turn},
-    {"help", do_help},
+    {"AUTH", "AUTH ", handle_auth, true}, {"MAIL", "MAIL FROM:", do_mail, true},
+    {"RCPT", "RCPT TO:", do_rcpt, true},  {"DATA", "", do_data, true},
+    {"RSET", "", do_rset, true},          {"NOOP", "", do_noop, true},
+    {"QUIT", "", do_quit, true},          {"HELP", "", do_help, true},
+    {"VRFY", "", refuse_vrfy, false},     {"TURN", "", refuse_turn, false},
 };
 
-// The verb of the line's first word, or null. A second HELO is no verb either.
-const Verb *classify_command(const ClientSession *session)
+void do_help(ClientSession *session)
 {
-    char copy[LINE_SIZE];
-    copy_text(copy, sizeof copy, session->line);
-    char *rest = copy;
-    const char *word = next_word(&rest);
-    if (word == nullptr) {
-        return nullptr;
+    char text[REPLY_TEXT_SIZE];
+    size_t length = copy_text(text, sizeof text, "Commands: HELO EHLO");
+    for (const Verb &verb : VERBS) {
+        if (verb.offered) {
+            length += static_cast<size_t>(
+                format_text(text + length, sizeof text - length, " %s", verb.word));
+        }
+    }
+    send_reply(session, "214 ", text);
+}
+
+// The verb of the line's first word, with the session's `argument` set; or null. A second
+// HELO is no verb either.
+const Verb *classify_command(ClientSession *session)
+{
+    const char *line = session->line;
+    const char *word = line + strspn(line, BLANKS);
+    const size_t length = strcspn(word, BLANKS);
+    if (length == 0) {
+        return nullptr; // every LF of a CR LF
     }
     for (const Verb &verb : VERBS) {
-        if (equal_ignoring_case(word, verb.word)) {
+        if (begins_ignoring_case(word, verb.word) && length == strlen(verb.word)) {
+            session->argument = begins_ignoring_case(line, verb.head)
+                                    ? line + strlen(verb.head)
+                                    : nullptr;
             return &verb;
         }
     }
     return nullptr;
 }
 
-// Every line of the chunk is a command, also behind a DATA that is answered with 354:
-// the message text begins with the next chunk. Up to there it can be handled in parts.
-// The bytes handled.
+// Every line of the chunk is a command, also after a DATA that is answered with 354: the
+// message text begins with the next chunk. Until then it can be handled in parts. Returns
+// the bytes handled.
 int command_phase(ClientSession *session, const char *bytes, int count, int limit)
 {
     int commands = 0;

@@ -11,6 +11,6 @@ struct ClientSession;
 // one receive, at most 1,023. May end the session.
 void handle_client_input(ClientSession *session, const char *bytes, int count);
 
-// The same, but of commands no more than a few: the bytes that were handled. The others
-// are given again, and nothing behind them before. May end the session.
+// The same, but stops after a few commands and returns the bytes consumed. Pass the rest
+// again before newer ones. May end the session.
 int handle_part_of_input(ClientSession *session, const char *bytes, int count);

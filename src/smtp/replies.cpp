@@ -1,7 +1,7 @@
 #include "smtp/replies.h"
 
-#include "core/disconnect.h"
 #include "base/session.h"
+#include "base/sessions.h"
 #include "base/settings.h"
 #include "base/text.h"
 #include "log/activity_log.h"
@@ -21,17 +21,12 @@ void send_reply(ClientSession *session, const char *code, const char *text)
     send_directly(session, code, text);
 }
 
-bool send_line(ClientSession *session, const char *code, const char *text)
+void send_directly(ClientSession *session, const char *code, const char *text)
 {
     char reply[REPLY_SIZE];
     const int length = format_text(reply, sizeof reply, "%s%s\r\n", code, text);
     log_flush();
-    return socket_send(session->socket, reply, static_cast<size_t>(length)) == length;
-}
-
-void send_directly(ClientSession *session, const char *code, const char *text)
-{
-    if (!send_line(session, code, text)) {
-        Disconnect(session);
+    if (socket_send(session->socket, reply, static_cast<size_t>(length)) != length) {
+        session_end(session);
     }
 }

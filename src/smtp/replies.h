@@ -1,6 +1,6 @@
 // Replies: always a single line, a three-digit code, a blank, a text and CR LF
-// (RFC 5321, 4.2). One send takes it whole or the connection ends: there is no retry
-// and no queue.
+// (RFC 5321, 4.2). One send takes it whole or the session ends: there is no retry and no
+// queue. Every byte that a client gets comes from here.
 #pragma once
 
 struct ClientSession;
@@ -14,9 +14,5 @@ inline constexpr int REPLY_SIZE = 1024;
 // session: ask session_is_open afterwards.
 void send_reply(ClientSession *session, const char *code, const char *text);
 
-// The same without echo and replacement. False when the send fell short; the session
-// still stands then, and the caller ends it.
-bool send_line(ClientSession *session, const char *code, const char *text);
-
-// send_line, and the session's end when it falls short.
+// The same without echo and replacement.
 void send_directly(ClientSession *session, const char *code, const char *text);

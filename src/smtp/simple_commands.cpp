@@ -1,14 +1,14 @@
 #include "smtp/simple_commands.h"
 
-#include "core/disconnect.h"
 #include "base/session.h"
+#include "base/sessions.h"
 #include "log/activity_log.h"
 #include "smtp/replies.h"
 
 void do_quit(ClientSession *session)
 {
-    send_line(session, "221 ", "Quillon email-to-fax SMTP service closing");
-    Disconnect(session);
+    send_directly(session, "221 ", "Quillon email-to-fax SMTP service closing");
+    session_end(session);
 }
 
 void do_noop(ClientSession *session)
@@ -21,12 +21,6 @@ void do_rset(ClientSession *session)
     session->lineLength = 0;
     session->state = SESSION_COMMANDS;
     send_reply(session, "250 ", "OK");
-}
-
-void do_help(ClientSession *session)
-{
-    send_reply(session, "214 ",
-               "Commands: HELO EHLO AUTH MAIL RCPT DATA RSET NOOP QUIT HELP");
 }
 
 void refuse_vrfy(ClientSession *session)

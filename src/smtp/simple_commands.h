@@ -11,9 +11,6 @@ void do_noop(ClientSession *session);
 // Empties the line buffer; the transaction stays as it is.
 void do_rset(ClientSession *session);
 
-// Names the commands, in one line.
-void do_help(ClientSession *session);
-
 void refuse_vrfy(ClientSession *session);
 void refuse_turn(ClientSession *session);
 

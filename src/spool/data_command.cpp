@@ -1,8 +1,8 @@
 #include "spool/data_command.h"
 
-#include "core/disconnect.h"
 #include "base/gateway.h"
 #include "base/session.h"
+#include "base/sessions.h"
 #include "base/settings.h"
 #include "base/text.h"
 #include "log/activity_log.h"
@@ -50,12 +50,11 @@ void add_version_lines(ClientSession *session)
 
 void handle_data(ClientSession *session)
 {
-    if (!send_line(session, "354 ", "Start mail input; end with <CRLF>.<CRLF>")) {
-        Disconnect(session);
-        return;
-    }
+    send_directly(session, "354 ", "Start mail input; end with <CRLF>.<CRLF>");
     if (session->spoolBase[0] == '\0') {
-        Disconnect(session); // nobody has named a sender or a recipient
+        session_end(session); // nobody has named a sender or a recipient
+    }
+    if (!session_is_open(session)) {
         return;
     }
     if (full_detail()) {

@@ -14,7 +14,6 @@ inline constexpr int PICTURE_ACTIVE = 134;
 inline constexpr int PICTURE_SIDE_BANNER = 135;
 inline constexpr int PICTURE_TOP_BANNER = 364;
 
-inline constexpr int CONTROL_LOG_LIST = 1000;
 inline constexpr int CONTROL_SHUTDOWN = 1003;
 inline constexpr int CONTROL_HIDE = 1005;
 inline constexpr int CONTROL_VERSION_LINE = 1009;
@@ -32,3 +31,10 @@ inline constexpr int MENU_VIEW_LOG = 40007;
 inline constexpr int MENU_CLEAR_LIST = 40008;
 inline constexpr int MENU_LOG_ONLY = 40009;
 inline constexpr int MENU_ABOUT = 40010;
+
+// The items of the tray menu, which send them to the main window.
+inline constexpr int TRAY_CLOSE_DOWN = 6000;
+inline constexpr int TRAY_SHOW = 6001;
+inline constexpr int TRAY_CLOSE_MENU = 6002;
+inline constexpr int TRAY_ABOUT = 6003;
+inline constexpr int TRAY_CONFIGURATION = 6004;

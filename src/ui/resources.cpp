@@ -1,5 +1,6 @@
 #include "ui/resources.h"
 
+#include "base/resource_ids.h"
 #include "platform/windows.h"
 #include "ui/resource_ids.h"
 

@@ -2,9 +2,10 @@
 
 #include "base/gateway.h"
 #include "base/paths.h"
+#include "base/resource_ids.h"
 #include "base/settings.h"
-#include "core/shutdown.h"
 #include "base/text.h"
+#include "core/shutdown.h"
 #include "log/activity_log.h"
 #include "platform/clock.h"
 #include "platform/files.h"

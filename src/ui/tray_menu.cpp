@@ -1,8 +1,8 @@
 #include "ui/tray_menu.h"
 
 #include "base/gateway.h"
-#include "core/main_window.h"
 #include "platform/shell.h"
+#include "ui/resource_ids.h"
 
 namespace
 {
