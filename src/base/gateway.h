@@ -29,8 +29,8 @@ struct GatewaySettings {
     char status_text[STATUS_TEXT_SIZE];       // shown by the information dialogs
     char host_name[HOST_NAME_SIZE];           // shown by the greeting
 
-    int active_count;         // connections
-    int connection_indicator; // 1 from an accept until the next disconnect
+    int active_count;          // connections
+    bool connection_indicator; // from an accept until the next disconnect
 };
 
 extern GatewaySettings gateway;

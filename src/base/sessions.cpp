@@ -5,7 +5,7 @@
 #include "platform/clock.h"
 #include "platform/memory.h"
 
-#include <cstdlib>
+#include <cassert>
 #include <new>
 #include <vector>
 
@@ -24,6 +24,7 @@ std::vector<ClientSession *> by_socket;
 
 void append(RecordList &list, ClientSession *session, SessionList name)
 {
+    assert(session->list == ON_NO_LIST);
     session->list = name;
     session->next = nullptr;
     session->prev = list.tail;
@@ -35,7 +36,6 @@ void unlink(RecordList &list, ClientSession *session)
 {
     (session->prev != nullptr ? session->prev->next : list.head) = session->next;
     (session->next != nullptr ? session->next->prev : list.tail) = session->prev;
-    session->next = session->prev = nullptr;
     session->list = ON_NO_LIST;
 }
 
@@ -44,12 +44,13 @@ void free_list(RecordList &list)
     ClientSession *following = nullptr;
     for (ClientSession *session = list.head; session != nullptr; session = following) {
         following = session->next;
-        free(session);
+        delete session;
     }
     list = {};
 }
 
-// A number stands for the record that got it last.
+// The number may be a newer session's by now: its entry is cleared only when it is still
+// this one's.
 void forget_socket(const ClientSession *session)
 {
     const auto number = static_cast<size_t>(session->socket);
@@ -75,31 +76,22 @@ ClientSession *session_alloc()
     ClientSession *session = spare.head;
     if (session != nullptr) {
         unlink(spare, session);
+        *session = {};
     } else {
-        session = static_cast<ClientSession *>(calloc(1, sizeof(ClientSession)));
+        session = new (std::nothrow) ClientSession;
         if (session == nullptr) {
             return nullptr;
         }
     }
-    session->socket = NO_SOCKET;
-    session->state = SESSION_NEW;
-    session->messageFile = NO_FILE;
-    session->lineLength = 0;
+    session->open = true;
     session->lastActivity = tick_count();
-    session->spoolBase[0] = '\0';
-    session->replyText[0] = '\0';
-    session->senderIsLocal = 0;
-    session->authenticated = 0;
-    session->domainAccepted = 0;
-    session->storeFailed = 0;
-    session->chunkLeft = 0;
-    session->ended = false;
     append(active, session, ON_ACTIVE_LIST);
     return session;
 }
 
 void session_set_socket(ClientSession *session, Socket socket)
 {
+    assert(session->list == ON_ACTIVE_LIST && socket != NO_SOCKET);
     session->socket = socket;
     const auto number = static_cast<size_t>(socket);
     if (number >= by_socket.size()) {
@@ -113,6 +105,7 @@ void session_release(ClientSession *session)
     if (session->list != ON_ACTIVE_LIST) {
         return;
     }
+    session->open = false;
     forget_socket(session);
     unlink(active, session);
     append(spare, session, ON_SPARE_LIST);
@@ -121,7 +114,10 @@ void session_release(ClientSession *session)
 ClientSession *session_find(Socket socket)
 {
     const auto number = static_cast<size_t>(socket);
-    return number < by_socket.size() ? by_socket[number] : nullptr;
+    ClientSession *session = number < by_socket.size() ? by_socket[number] : nullptr;
+    assert(session == nullptr ||
+           (session->socket == socket && session->list == ON_ACTIVE_LIST));
+    return session;
 }
 
 ClientSession *session_next(const ClientSession *session)
@@ -142,10 +138,10 @@ void sessions_free_all()
 
 void session_end(ClientSession *session)
 {
-    session->ended = true;
+    session->open = false;
 }
 
 bool session_is_open(const ClientSession *session)
 {
-    return session->list == ON_ACTIVE_LIST && !session->ended;
+    return session->open;
 }

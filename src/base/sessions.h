@@ -8,8 +8,8 @@ struct ClientSession;
 // Empties both lists.
 void sessions_init();
 
-// The oldest spare record, or a new zero-filled one, ready for a new connection and at
-// the tail of the active list. Null when memory is exhausted.
+// The oldest spare record or a new one, empty in either case, at the tail of the active
+// list. Null when memory is exhausted.
 ClientSession *session_alloc();
 
 // Tells the table which socket the record has got.
@@ -18,7 +18,7 @@ void session_set_socket(ClientSession *session, Socket socket);
 // Moves an active record to the tail of the spare list; any other is left alone.
 void session_release(ClientSession *session);
 
-// The active record of this socket, or null. The same cost however many there are.
+// The active record of this socket, or null. Costs the same however many there are.
 ClientSession *session_find(Socket socket);
 
 // The head of the active list for null, else the record that follows; null at the end.

@@ -18,7 +18,7 @@ bool is_word_end(char c)
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
-// Puts as much as fits before `end`; the place behind it.
+// Puts as much as fits before `end`. Returns the place after it.
 char *put(char *at, const char *end, const char *from, size_t count)
 {
     count = std::min(count, static_cast<size_t>(end - at));
@@ -153,24 +153,16 @@ void trim_spaces(char *text)
     text[length] = '\0';
 }
 
-char *next_word(char **rest)
+std::string_view next_word(const char **rest)
 {
-    char *word = *rest;
+    const char *word = *rest;
     while (is_word_end(*word)) {
         word++;
     }
-    if (*word == '\0') {
-        *rest = word;
-        return nullptr;
-    }
-    char *end = word;
+    const char *end = word;
     while (*end != '\0' && !is_word_end(*end)) {
         end++;
     }
     *rest = end;
-    if (*end != '\0') {
-        *end = '\0';
-        *rest = end + 1;
-    }
-    return word;
+    return {word, static_cast<size_t>(end - word)};
 }

@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <string_view>
 
 // Formats, cut to `size` - 1 bytes. Returns the bytes written, without the NUL.
 [[gnu::format(printf, 3, 4)]] int format_text(char *text, size_t size, const char *format,
@@ -29,6 +30,6 @@ int text_to_number(const char *text);
 // are first cut to 511.
 void trim_spaces(char *text);
 
-// The words of a line, parted by blanks, tabs, CR and LF. Stores a NUL behind the word
-// found and moves `rest` past it; null when there is no further word.
-char *next_word(char **rest);
+// The words of a line, parted by blanks, tabs, CR and LF. Moves `rest` past the word;
+// empty when there is no further one.
+std::string_view next_word(const char **rest);

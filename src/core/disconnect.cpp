@@ -6,12 +6,22 @@
 #include "base/settings.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
-#include "smtp/message.h"
+#include "spool/message_body.h"
 #include "spool/spool_files.h"
 #include "ui/status_window.h"
 
+#include <cassert>
+
 namespace
 {
+
+void log_removed(const char *path)
+{
+    if (full_detail()) {
+        log_line("%s", path);
+        log_line("***DEBUG***  deleted file above in Disconnect");
+    }
+}
 
 void log_what_remains(const ClientSession *session)
 {
@@ -36,17 +46,16 @@ void Disconnect(ClientSession *session)
     if (session->list != ON_ACTIVE_LIST) {
         return;
     }
+    assert(session->socket != NO_SOCKET);
     log_flush();
     socket_close(session->socket);
     gateway.active_count--;
 
-    message_abandon(session);
-    if (session->spoolBase[0] != '\0') {
-        spool_files_abandon(session);
-    }
+    body_abandon(session);
+    spool_files_remove(session->mail, log_removed);
     log_what_remains(session);
 
-    gateway.connection_indicator = 0;
+    gateway.connection_indicator = false;
     set_tray_icon(gateway.mainWindow, TRAY_CHANGE, TIP_WAITING);
     show_activity_lights();
     session_release(session);

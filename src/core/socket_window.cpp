@@ -10,11 +10,12 @@
 #include "core/tray.h"
 #include "log/activity_log.h"
 #include "smtp/engine.h"
-#include "smtp/message.h"
 #include "smtp/replies.h"
+#include "spool/message_body.h"
 #include "ui/status_window.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace
 {
@@ -36,7 +37,7 @@ constexpr char UNWANTED[] = "Connection recognized as an unwanted spam or simila
 void count_connection(ClientSession *session)
 {
     log_stamped("SMTP: [%s] Connected", session->peerText);
-    gateway.connection_indicator = 1;
+    gateway.connection_indicator = true;
     set_tray_icon(gateway.mainWindow, TRAY_CHANGE, TIP_ACTIVE);
     show_activity_lights();
 
@@ -112,7 +113,6 @@ void accept_client(Socket listener)
     const Socket socket =
         socket_accept(listener, session->peerText, sizeof session->peerText);
     if (socket == NO_SOCKET) {
-        session->peerText[0] = '\0'; // nobody's address, rather than the last client's
         log_stamped("SMTP: [%s] - Connection broken...", session->peerText);
         session_release(session);
         return;
@@ -153,7 +153,7 @@ int receive_ahead(ClientSession *session)
     }
     const int handled = hand_on(session, count);
     if (session_is_open(session)) {
-        message_write_gathered(session);
+        body_flush(session);
         if (!socket_discard(socket, static_cast<size_t>(handled))) {
             session_end(session); // rather than handle it twice
             return count;
@@ -180,7 +180,7 @@ int receive_from(ClientSession *session)
         handle_client_input(session, received, count);
     }
     if (count > 0 && session_is_open(session)) {
-        message_write_gathered(session);
+        body_flush(session);
         socket_set_pace(socket, count == CHUNK_SIZE ? PACE_AHEAD : PACE_OF_ANSWERS);
     }
     return count;
@@ -227,6 +227,7 @@ void socket_event(Socket socket, int event)
     default:
         break;
     }
+    assert(body_buffer_is_empty());
     log_flush();
 }
 

@@ -1,14 +1,14 @@
 #include "core/timer.h"
 
-#include "core/disconnect.h"
 #include "base/gateway.h"
 #include "base/session.h"
 #include "base/sessions.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "core/disconnect.h"
 #include "log/activity_log.h"
 #include "platform/clock.h"
-#include "smtp/message.h"
+#include "spool/message_body.h"
 #include "spool/spool_files.h"
 #include "ui/status_window.h"
 
@@ -115,10 +115,8 @@ void sweep()
         }
         log_stamped("SMTP: [%s] Socket timeout expired - closing socket",
                     session->peerText);
-        message_abandon(session);
-        spool_file_remove(session->spoolTemp);
-        spool_file_remove(session->spoolText);
-        spool_file_remove(session->spoolEnvelope);
+        body_abandon(session);
+        spool_files_remove(session->mail); // without a word, unlike Disconnect
         Disconnect(session);
     }
 }

@@ -29,7 +29,7 @@ bool prompt(ClientSession *session, const char *text)
     if (!session_is_open(session)) {
         return false;
     }
-    session->authenticated = 1;
+    session->authenticated = true;
     return true;
 }
 

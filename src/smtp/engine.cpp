@@ -15,8 +15,10 @@
 #include "spool/rcpt_to.h"
 #include "spool/spool_files.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
+#include <string_view>
 
 namespace
 {
@@ -24,7 +26,6 @@ namespace
 constexpr int COMMANDS_AT_ONCE = 4;
 
 constexpr char UNRECOGNIZED[] = "Error command unrecognized";
-constexpr char BLANKS[] = " \t\r\n";
 
 // --- Greeting
 
@@ -57,19 +58,24 @@ bool add_to_line(ClientSession *session, char byte)
 
 // --- HELO phase
 
-// 0 when the line is a HELO or EHLO, with `heloName` set; else -1. Cuts the line after
-// its first word.
+// 0 when the line is a HELO or EHLO, with `heloName` set; else -1.
 int check_helo(ClientSession *session)
 {
-    char *rest = session->line;
-    const char *word = next_word(&rest);
-    if (word == nullptr ||
-        (!begins_ignoring_case(word, "helo") && !begins_ignoring_case(word, "ehlo"))) {
+    const char *rest = session->line;
+    const std::string_view word = next_word(&rest);
+    if (!begins_ignoring_case(word.data(), "helo") &&
+        !begins_ignoring_case(word.data(), "ehlo")) {
         return -1;
     }
-    const char *name = next_word(&rest);
-    copy_text(session->heloName, HELO_SIZE, name != nullptr ? name : "");
+    const std::string_view name = next_word(&rest);
+    copy_text(session->heloName, std::min<size_t>(name.size() + 1, HELO_SIZE),
+              name.data());
     return 0;
+}
+
+bool is_quit(const char *line)
+{
+    return begins_ignoring_case(line, "QUIT") && next_word(&line).size() == 4;
 }
 
 void handle_first_line(ClientSession *session)
@@ -81,7 +87,7 @@ void handle_first_line(ClientSession *session)
                     named ? session->heloName : session->peerText);
         session->state = SESSION_COMMANDS;
         send_reply(session, "250 ", "Welcome, pleased to meet you.");
-    } else if (equal_ignoring_case(session->line, "QUIT")) {
+    } else if (is_quit(session->line)) {
         do_quit(session);
     } else {
         send_reply(session, "500 ", UNRECOGNIZED);
@@ -104,7 +110,7 @@ void helo_phase(ClientSession *session, const char *bytes, int count)
 
 bool lacks_authentication(const ClientSession *session)
 {
-    return session->authenticated == 0 && read_setting("SMTPAUTHENTICATION", 0) != 0;
+    return !session->authenticated && read_setting("SMTPAUTHENTICATION", 0) != 0;
 }
 
 void refuse_unauthenticated(ClientSession *session, const char *code)
@@ -122,7 +128,7 @@ void do_mail(ClientSession *session)
         session_end(session);
         return;
     }
-    session->domainAccepted = 0;
+    session->domainAccepted = false;
     if (well_formed) {
         handle_mail_from(session);
         return;
@@ -155,10 +161,8 @@ void do_data(ClientSession *session)
         session_end(session);
         return;
     }
-    if (session->domainAccepted == 0 && read_setting("USEDOMAINS", 0) != 0) {
-        spool_file_remove(session->spoolEnvelope);
-        spool_file_remove(session->spoolTemp);
-        spool_file_remove(session->spoolText);
+    if (!session->domainAccepted && read_setting("USEDOMAINS", 0) != 0) {
+        spool_files_remove(session->mail);
         log_stamped("DOMAIN CHECKING - NO valid recipient domain identified, message "
                     "refused");
         refuse_no_domain(session);
@@ -206,13 +210,14 @@ void do_help(ClientSession *session)
 const Verb *classify_command(ClientSession *session)
 {
     const char *line = session->line;
-    const char *word = line + strspn(line, BLANKS);
-    const size_t length = strcspn(word, BLANKS);
-    if (length == 0) {
+    const char *rest = line;
+    const std::string_view word = next_word(&rest);
+    if (word.empty()) {
         return nullptr; // every LF of a CR LF
     }
     for (const Verb &verb : VERBS) {
-        if (begins_ignoring_case(word, verb.word) && length == strlen(verb.word)) {
+        if (begins_ignoring_case(word.data(), verb.word) &&
+            word.size() == strlen(verb.word)) {
             session->argument = begins_ignoring_case(line, verb.head)
                                     ? line + strlen(verb.head)
                                     : nullptr;

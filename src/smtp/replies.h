@@ -9,6 +9,10 @@ struct ClientSession;
 // for a long HELO name and nothing else comes near.
 inline constexpr int REPLY_SIZE = 1024;
 
+// The text of each 451.
+inline constexpr char NOT_STORED[] =
+    "Message could not be stored, please try again later";
+
 // Sends one reply line; `code` carries its blank ("250 "). The session's `replyText`,
 // when set, takes the text's place, once. Echoed in the log with FULLDETAIL. May end the
 // session: ask session_is_open afterwards.

@@ -7,8 +7,8 @@
 #include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/clock.h"
-#include "smtp/message.h"
 #include "smtp/replies.h"
+#include "spool/message_body.h"
 
 namespace
 {
@@ -26,7 +26,7 @@ void add_received_line(ClientSession *session)
         "Received: from %s on %s %s %02d %02d:%02d:%02d %04d%s%s\r\n", session->peerText,
         DAYS[now.weekday], MONTH_NAMES[now.month], now.day, now.hour, now.minute,
         now.second, now.year, now.zone[0] != '\0' ? " " : "", now.zone);
-    message_add(session, header, length);
+    body_add(session, header, length);
 }
 
 void add_version_lines(ClientSession *session)
@@ -43,7 +43,7 @@ void add_version_lines(ClientSession *session)
                     "\r\n\tusing SMTP (Quillon SMTP Server v%s Build: %s)"
                     "\r\n",
                     version, build_date, PROGRAM_VERSION, PROGRAM_BUILD_DATE);
-    message_add(session, header, length);
+    body_add(session, header, length);
 }
 
 } // namespace
@@ -51,25 +51,22 @@ void add_version_lines(ClientSession *session)
 void handle_data(ClientSession *session)
 {
     send_directly(session, "354 ", "Start mail input; end with <CRLF>.<CRLF>");
-    if (session->spoolBase[0] == '\0') {
+    if (session->mail.spoolBase[0] == '\0') {
         session_end(session); // nobody has named a sender or a recipient
     }
     if (!session_is_open(session)) {
         return;
     }
     if (full_detail()) {
-        log_stamped("***DEBUG***  Opening file [%s]", session->spoolTemp);
+        log_stamped("***DEBUG***  Opening file [%s]", session->mail.spoolTemp);
     }
     session->state = SESSION_DATA;
     session->lastActivity = tick_count();
-    // A chunk may bring DATA twice, or RSET behind it: the body begun before is dropped.
-    message_abandon(session);
-    session->messageFile = file_open_for_long(session->spoolTemp);
-    if (session->messageFile == NO_FILE) {
-        message_cannot_be_stored(session, file_failure());
+    body_begin(session); // again, when a chunk brings DATA twice
+    if (session->mail.storeFailed) {
         return;
     }
     add_received_line(session);
     add_version_lines(session);
-    message_write_gathered(session);
+    body_flush(session);
 }

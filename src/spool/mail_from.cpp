@@ -37,35 +37,29 @@ void log_and_class_sender(ClientSession *session, const char *token)
 {
     log_stamped("SMTP: [%s] Mail From [%s]", session->peerText, token);
     session->lastActivity = tick_count();
-    session->senderIsLocal = find_local_user(token, 0) != USER_UNKNOWN ? 1 : 0;
+    session->senderIsLocal = find_local_user(token, 0) != USER_UNKNOWN;
     if (full_detail()) {
-        log_stamped(session->senderIsLocal != 0
+        log_stamped(session->senderIsLocal
                         ? "***DEBUG** - senders address is a local user"
                         : "***DEBUG** - senders address is not recognized");
     }
 }
 
-// Every MAIL FROM starts the envelope afresh, in the transaction's own file if there is
+// Every MAIL FROM starts the envelope again, in the transaction's own file if there is
 // one already.
 bool start_envelope(ClientSession *session, const char *line, int length)
 {
-    FileHandle envelope = NO_FILE;
-    if (session->spoolBase[0] == '\0') {
-        envelope = spool_files_create(session, SPOOL_MAIL);
-        if (envelope == NO_FILE) {
-            return false; // no reply either; the next MAIL FROM tries again
-        }
-    } else {
-        // A new file of the same name. Emptying the old one costs milliseconds where the
-        // file system puts such a file on the disk at once, and holds up everybody.
-        spool_file_remove(session->spoolEnvelope);
-        envelope = file_open(session->spoolEnvelope, FILE_OWN);
-        if (envelope == NO_FILE) {
-            envelope_failed(session);
-            return false;
-        }
+    const bool is_new = session->mail.spoolBase[0] == '\0';
+    const FileHandle envelope =
+        is_new ? spool_files_create(session->mail, SPOOL_MAIL) : envelope_renew(session);
+    if (envelope != NO_FILE && envelope_write(session, envelope, line, length)) {
+        return true;
     }
-    return envelope_write(session, envelope, line, length);
+    // Without a new transaction no reply either; the next MAIL FROM tries again.
+    if (session->mail.spoolBase[0] != '\0') {
+        send_reply(session, "451 ", NOT_STORED);
+    }
+    return false;
 }
 
 void check_sender_domain(ClientSession *session, const char *token)
@@ -77,8 +71,8 @@ void check_sender_domain(ClientSession *session, const char *token)
     if (domain == nullptr) {
         return;
     }
-    session->domainAccepted = domain_is_accepted(domain) != 0 ? 1 : 0;
-    if (session->domainAccepted != 0) {
+    session->domainAccepted = domain_is_accepted(domain) != 0;
+    if (session->domainAccepted) {
         log_stamped("SMTP: DOMAIN CHECKING - Sender domain [%s] ACCEPTED", domain);
     } else {
         log_stamped("SMTP: DOMAIN CHECKING - Sender domain [%s] NOT accepted...", domain);

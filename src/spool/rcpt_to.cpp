@@ -25,17 +25,21 @@ void refuse_long_recipient(ClientSession *session)
     send_reply(session, "501 ", "Address too long");
 }
 
+// Without a transaction there is no reply either; the next RCPT TO tries again.
+void refuse_unstored(ClientSession *session)
+{
+    if (session->mail.spoolBase[0] != '\0') {
+        send_reply(session, "451 ", NOT_STORED);
+    }
+}
+
 FileHandle open_envelope(ClientSession *session)
 {
-    if (session->spoolBase[0] == '\0') {
-        return spool_files_create(session, session->senderIsLocal != 0 ? SPOOL_PENDING
-                                                                       : SPOOL_MAIL_IN);
+    if (session->mail.spoolBase[0] != '\0') {
+        return envelope_append(session);
     }
-    const FileHandle envelope = file_open(session->spoolEnvelope, FILE_APPEND);
-    if (envelope == NO_FILE) {
-        envelope_failed(session);
-    }
-    return envelope;
+    return spool_files_create(session->mail,
+                              session->senderIsLocal ? SPOOL_PENDING : SPOOL_MAIL_IN);
 }
 
 // A token that begins with a bracket is looked up without it, up to its last closing one.
@@ -75,14 +79,14 @@ void log_arrival(const ClientSession *session, bool local, const char *recipient
                  log_stamp);
     }
     log_line("%s SMTP: [%s] %s mail arriving for %s%s", log_stamp, session->peerText,
-             session->senderIsLocal != 0 ? "Internal" : "External",
+             session->senderIsLocal ? "Internal" : "External",
              local ? "" : "UNKNOWN USER ", recipient);
 }
 
 // Once a domain of the transaction has been accepted there is nothing more to check.
 void check_recipient_domain(ClientSession *session, char *recipient)
 {
-    if (session->domainAccepted != 0) {
+    if (session->domainAccepted) {
         return;
     }
     clean_address(recipient);
@@ -92,7 +96,7 @@ void check_recipient_domain(ClientSession *session, char *recipient)
     }
     if (domain_is_accepted(domain) != 0) {
         log_stamped("SMTP: DOMAIN CHECKING - Recipient domain [%s] ACCEPTED", domain);
-        session->domainAccepted = 1;
+        session->domainAccepted = true;
     } else {
         log_stamped("SMTP: DOMAIN CHECKING - Recipient domain [%s] NOT accepted...",
                     domain);
@@ -117,10 +121,12 @@ void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
 
     const FileHandle envelope = open_envelope(session);
     if (envelope == NO_FILE) {
+        refuse_unstored(session);
         return;
     }
     const bool local = is_local(token);
     if (!envelope_write(session, envelope, line, length)) {
+        refuse_unstored(session);
         return;
     }
     if (full_detail()) {

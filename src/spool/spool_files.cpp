@@ -6,9 +6,10 @@
 #include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/clock.h"
-#include "smtp/replies.h"
 
+#include <cassert>
 #include <cstring>
+#include <initializer_list>
 
 namespace
 {
@@ -20,7 +21,7 @@ constexpr size_t EXTENSION_LENGTH = 4;
 // the try: the test for the name and its creation are one step.
 FileHandle make_spool_file(const char *directory, char *name, int size)
 {
-    // Under load many names are made in one tick: the search goes on behind the last.
+    // Under load many names are made in one tick: the search goes on after the last.
     static unsigned last_seconds;
     static uint32_t last_tick;
     static unsigned last_tries;
@@ -52,86 +53,83 @@ bool write_through()
     return read_setting("SYNCSPOOL", 0) != 0;
 }
 
-void log_and_remove(const char *path)
+void log_failure(const ClientSession *session)
 {
-    if (spool_file_remove(path) && full_detail()) {
-        log_line("%s", path);
-        log_line("***DEBUG***  deleted file above in Disconnect");
+    log_stamped("SMTP: [%s] Envelope could not be written - %s [%s]", session->peerText,
+                file_failure(), session->mail.spoolEnvelope);
+}
+
+FileHandle opened_or_logged(const ClientSession *session, FileHandle envelope)
+{
+    if (envelope == NO_FILE) {
+        log_failure(session);
     }
+    return envelope;
 }
 
 } // namespace
 
-FileHandle spool_files_create(ClientSession *session, const char *directory_name)
+FileHandle spool_files_create(MailTransaction &mail, const char *directory_name)
 {
+    assert(mail.spoolBase[0] == '\0' && mail.messageFile == NO_FILE);
     char directory[SPOOL_NAME_SIZE];
-    char name[SPOOL_NAME_SIZE];
+    char envelope[SPOOL_NAME_SIZE];
     FileHandle file = NO_FILE;
     if (path_below(directory, sizeof directory, directory_name)) {
-        file = make_spool_file(directory, name, sizeof name);
+        file = make_spool_file(directory, envelope, SPOOL_NAME_SIZE);
     }
     if (file == NO_FILE) {
         log_line("FATAL ERROR - Unable to open output file for mail message...");
         return NO_FILE;
     }
-    copy_text(session->spoolEnvelope, SPOOL_NAME_SIZE, name);
-    copy_text(session->spoolBase, strlen(name) - EXTENSION_LENGTH + 1, name);
-    format_text(session->spoolText, SPOOL_NAME_SIZE, "%s.txt", session->spoolBase);
-    format_text(session->spoolTemp, SPOOL_NAME_SIZE, "%s.tmp", session->spoolBase);
+    mail = {};
+    const size_t length = copy_text(mail.spoolEnvelope, SPOOL_NAME_SIZE, envelope);
+    copy_text(mail.spoolBase, length - EXTENSION_LENGTH + 1, envelope);
+    format_text(mail.spoolText, SPOOL_NAME_SIZE, "%s.txt", mail.spoolBase);
+    format_text(mail.spoolTemp, SPOOL_NAME_SIZE, "%s.tmp", mail.spoolBase);
     return file;
 }
 
-bool envelope_write(ClientSession *session, FileHandle envelope, const char *line,
+FileHandle envelope_renew(const ClientSession *session)
+{
+    // A new file of the same name. Emptying the old one costs milliseconds where the file
+    // system puts such a file on the disk at once, and holds up everybody.
+    file_delete_own(session->mail.spoolEnvelope);
+    return opened_or_logged(session, file_open(session->mail.spoolEnvelope, FILE_OWN));
+}
+
+FileHandle envelope_append(const ClientSession *session)
+{
+    return opened_or_logged(session, file_open(session->mail.spoolEnvelope, FILE_APPEND));
+}
+
+bool envelope_write(const ClientSession *session, FileHandle envelope, const char *line,
                     int length)
 {
     const bool written = file_write_whole(envelope, line, static_cast<size_t>(length));
     if (file_close(envelope) && written) {
         return true;
     }
-    envelope_failed(session);
+    log_failure(session);
     return false;
 }
 
-void envelope_failed(ClientSession *session)
-{
-    log_stamped("SMTP: [%s] Envelope could not be written - %s [%s]", session->peerText,
-                file_failure(), session->spoolEnvelope);
-    send_reply(session, "451 ", "Message could not be stored, please try again later");
-}
-
-bool spool_sync_files(const ClientSession *session)
+bool spool_sync_files(const MailTransaction &mail)
 {
     return !write_through() ||
-           (file_sync(session->messageFile) && file_sync_own(session->spoolEnvelope));
+           (file_sync(mail.messageFile) && file_sync_own(mail.spoolEnvelope));
 }
 
-bool spool_sync_names(const ClientSession *session)
+bool spool_sync_names(const MailTransaction &mail)
 {
-    return !write_through() || file_sync_directory_of(session->spoolText);
+    return !write_through() || file_sync_directory_of(mail.spoolText);
 }
 
-bool spool_hand_off(ClientSession *session)
+void spool_files_remove(const MailTransaction &mail, void (*tell)(const char *path))
 {
-    return file_rename(session->spoolTemp, session->spoolText);
-}
-
-bool spool_file_remove(const char *path)
-{
-    return path[0] != '\0' && file_delete_own(path);
-}
-
-void spool_files_abandon(ClientSession *session)
-{
-    log_and_remove(session->spoolEnvelope);
-    log_and_remove(session->spoolText);
-    log_and_remove(session->spoolTemp);
-    spool_files_forget(session);
-}
-
-void spool_files_forget(ClientSession *session)
-{
-    session->spoolBase[0] = '\0';
-    session->spoolText[0] = '\0';
-    session->spoolTemp[0] = '\0';
-    session->spoolEnvelope[0] = '\0';
+    for (const char *path : {mail.spoolEnvelope, mail.spoolText, mail.spoolTemp}) {
+        if (path[0] != '\0' && file_delete_own(path) && tell != nullptr) {
+            tell(path);
+        }
+    }
 }

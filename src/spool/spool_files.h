@@ -1,19 +1,29 @@
 // The files of one mail transaction, which share one base name in a spool directory:
 //
-//   state       envelope (.env)   body (.tmp)   message (.txt)   `spoolBase`
+//   state       envelope (.env)   body (.tmp)   message (.txt)   names     answered with
 //   none        -                 -             -                empty
 //   envelope    yes               -             -                set
 //   receiving   yes               yes, open     -                set
-//   delivered   yes               -             yes              empty
-//   refused     -                 -             -                set until the close
+//   delivered   yes               -             yes              empty     250
+//   not stored  -                 -             -                empty     451
+//   kept        yes               yes           -                empty     451
+//   unsure      yes               -             yes              empty     451
+//   refused     -                 -             -                set       550, the close
 //
-// The appearance of the .txt is the hand-off: from then on both files belong to the fax
-// server. A session that ends in the middle takes its files with it.
+// The appearance of the .txt is the hand-over: from then on both files belong to the fax
+// server. A session that ends before it takes its files with it. A 451 means that the
+// client has to send the message again: nothing of it is left, or it is kept for the
+// operator because its body could not be renamed, or the fax server may have it although
+// the disk did not confirm its name.
+//
+// Failures are logged here with the reason and reported; what the client is told is the
+// command's.
 #pragma once
 
 #include "platform/files.h"
 
 struct ClientSession;
+struct MailTransaction;
 
 // Where a transaction's files are created: by MAIL FROM, and by a RCPT TO without one
 // from a local sender or another.
@@ -21,36 +31,28 @@ inline constexpr char SPOOL_MAIL[] = "qlnemails";
 inline constexpr char SPOOL_PENDING[] = "pending";
 inline constexpr char SPOOL_MAIL_IN[] = "mailin";
 
-// Creates the envelope file under a new name in the directory, sets the session's four
-// names and gives the file, open and empty. NO_FILE, logged and with nothing set, when it
-// cannot be created.
-FileHandle spool_files_create(ClientSession *session, const char *directory);
+// Creates the envelope file under a new name in the directory, sets the transaction's
+// four names and gives the file, open and empty. NO_FILE, with nothing set, on failure.
+FileHandle spool_files_create(MailTransaction &mail, const char *directory);
 
-// Writes one line to the open envelope and closes it. When that fails it is logged, what
-// was written of the line is taken back, and the client is told with a 451: false. May
-// end the session then.
-bool envelope_write(ClientSession *session, FileHandle envelope, const char *line,
+// Opens the transaction's envelope: a new one in place of the old, or at its end. NO_FILE
+// on failure.
+FileHandle envelope_renew(const ClientSession *session);
+FileHandle envelope_append(const ClientSession *session);
+
+// Writes one line to the open envelope and closes it. False on failure; what was written
+// of the line is taken back then.
+bool envelope_write(const ClientSession *session, FileHandle envelope, const char *line,
                     int length);
-
-// The envelope could not be opened: the same log line and reply.
-void envelope_failed(ClientSession *session);
 
 // With SYNCSPOOL, waits until the disk has the body, which is still open, and the
 // envelope. False when it does not confirm that.
-bool spool_sync_files(const ClientSession *session);
+bool spool_sync_files(const MailTransaction &mail);
 
 // With SYNCSPOOL, waits until the disk has the names of a message that was handed over.
-bool spool_sync_names(const ClientSession *session);
+bool spool_sync_names(const MailTransaction &mail);
 
-// Gives the received body its final name in one step. False when that failed: the body
-// then still has its temporary one.
-bool spool_hand_off(ClientSession *session);
-
-// Deletes a file of the transaction if it exists; whether it did.
-bool spool_file_remove(const char *path);
-
-// Deletes what exists of the transaction's files and forgets their names.
-void spool_files_abandon(ClientSession *session);
-
-// Empties the four names: the files are no longer the session's.
-void spool_files_forget(ClientSession *session);
+// Deletes those of the transaction's files that exist, and tells the path of each. The
+// names stay.
+void spool_files_remove(const MailTransaction &mail,
+                        void (*tell)(const char *path) = nullptr);

@@ -262,7 +262,7 @@ void show_activity_lights()
     if (status_window_shown != 1 || gateway.statusWindow == nullptr) {
         return;
     }
-    if (gateway.connection_indicator != 0) {
+    if (gateway.connection_indicator) {
         show_light(gateway.statusWindow, CONTROL_ACTIVE_LIGHT, CONTROL_WAITING_LIGHT);
     } else {
         show_light(gateway.statusWindow, CONTROL_WAITING_LIGHT, CONTROL_ACTIVE_LIGHT);

@@ -1,18 +1,18 @@
 // Whole dialogues in arbitrary chunks, through the command engine and the spool.
 //
 // Input: a byte of toggles, the size of a chunk, which send falls short (0: none), text.
-#include "core/disconnect.h"
 #include "base/gateway.h"
 #include "base/session.h"
 #include "base/sessions.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "core/disconnect.h"
 #include "fuzz_installation.h"
 #include "log/activity_log.h"
 #include "platform/file_contents.h"
 #include "platform/posix/events.h"
 #include "smtp/engine.h"
-#include "smtp/message.h"
+#include "spool/message_body.h"
 #include "ui/resources.h"
 #include "ui/status_window.h"
 
@@ -56,7 +56,7 @@ void hand_over(ClientSession *session, const char *bytes, size_t size)
         done += static_cast<size_t>(part);
     }
     if (session_is_open(session)) {
-        message_write_gathered(session);
+        body_flush(session);
     }
 }
 
