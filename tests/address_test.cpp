@@ -67,15 +67,15 @@ TEST_F(Addresses, AreReducedToABareAddressInLowerCase)
 
 TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
 {
-    EXPECT_EQ(USER_UNKNOWN, find_local_user("anna@firm.example", 0)); // no such file
+    EXPECT_EQ(USER_UNKNOWN, find_local_user("anna@firm.example", false)); // no such file
     list("TSUSERS.DAT", "[USER0]\r\nFULLEMAIL=Anna@Firm.Example\r\nUSERACTIVE=1\r\n"
                         "[user1]\r\nfullemail=\r\nid=bob\r\nuseractive=0\r\n"
                         "[USER2]\r\nID=carl\r\nFULLEMAIL=c@d\r\n"
                         "[USER4]\r\nFULLEMAIL=behind@gap\r\n");
-    EXPECT_EQ(USER_ACTIVE, find_local_user("<anna@firm.exAmple>", 1));
-    EXPECT_EQ(USER_INACTIVE, find_local_user("Bob", 0));
+    EXPECT_EQ(USER_ACTIVE, find_local_user("<anna@firm.exAmple>", true));
+    EXPECT_EQ(USER_INACTIVE, find_local_user("Bob", false));
     for (const char *address : {"<anna@firm.example", "carl", "behind@gap", "", "<>"}) {
-        EXPECT_EQ(USER_UNKNOWN, find_local_user(address, 1)) << address;
+        EXPECT_EQ(USER_UNKNOWN, find_local_user(address, true)) << address;
     }
 
     EXPECT_EQ(1, domain_is_accepted("any.example")); // no such file

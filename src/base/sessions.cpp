@@ -76,7 +76,7 @@ ClientSession *session_alloc()
     ClientSession *session = spare.head;
     if (session != nullptr) {
         unlink(spare, session);
-        *session = {};
+        new (session) ClientSession; // nothing of the last connection is left
     } else {
         session = new (std::nothrow) ClientSession;
         if (session == nullptr) {
@@ -122,6 +122,7 @@ ClientSession *session_find(Socket socket)
 
 ClientSession *session_next(const ClientSession *session)
 {
+    assert(session == nullptr || session->list == ON_ACTIVE_LIST);
     return session == nullptr ? active.head : session->next;
 }
 

@@ -1,6 +1,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <cassert>
 #include <charconv>
 #include <climits>
 #include <cstdarg>
@@ -10,8 +11,6 @@
 
 namespace
 {
-
-constexpr size_t TRIM_LIMIT = 511;
 
 bool is_word_end(char c)
 {
@@ -30,6 +29,7 @@ char *put(char *at, const char *end, const char *from, size_t count)
 // The bytes written; -1 when the format has something else.
 int format_simply(char *text, size_t size, const char *format, va_list arguments)
 {
+    assert(size > 0);
     char *at = text;
     const char *end = text + size - 1;
     for (;;) {
@@ -85,6 +85,7 @@ int format_text(char *text, size_t size, const char *format, ...)
 
 size_t copy_text(char *text, size_t size, const char *from)
 {
+    assert(size > 0);
     const size_t length = strnlen(from, size - 1);
     memmove(text, from, length);
     text[length] = '\0';
@@ -138,19 +139,13 @@ int text_to_number(const char *text)
     return static_cast<int>(negative ? -number : number);
 }
 
-void trim_spaces(char *text)
+std::string lower_case_of(std::string_view text)
 {
-    size_t length = strnlen(text, TRIM_LIMIT);
-    const char *first = text;
-    while (length > 0 && *first == ' ') {
-        first++;
-        length--;
+    std::string lower(text);
+    for (char &c : lower) {
+        c = lower_case(c);
     }
-    while (length > 0 && first[length - 1] == ' ') {
-        length--;
-    }
-    memmove(text, first, length);
-    text[length] = '\0';
+    return lower;
 }
 
 std::string_view next_word(const char **rest)

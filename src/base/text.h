@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 // Formats, cut to `size` - 1 bytes. Returns the bytes written, without the NUL.
@@ -21,14 +22,11 @@ bool begins_ignoring_case(const char *text, const char *beginning);
 // Changes ASCII letters only.
 char upper_case(char c);
 char lower_case(char c);
+std::string lower_case_of(std::string_view text);
 
 // Leading blanks, a sign, digits up to the first other character; 0 without digits.
 // Held at the limits of 32 bits.
 int text_to_number(const char *text);
-
-// Drops the blanks (not tabs) at both ends, in place. Texts of 512 characters or more
-// are first cut to 511.
-void trim_spaces(char *text);
 
 // The words of a line, parted by blanks, tabs, CR and LF. Moves `rest` past the word;
 // empty when there is no further one.

@@ -29,12 +29,9 @@ void log_what_remains(const ClientSession *session)
     if (gateway.active_count == 0) {
         log_line("%s SMTP: [%s] All active sessions closed", log_stamp,
                  session->peerText);
-    } else if (gateway.active_count == 1) {
-        log_line("%s SMTP: [%d] connection is still active", log_stamp,
-                 gateway.active_count);
     } else {
-        log_line("%s SMTP: [%d] connections are still active", log_stamp,
-                 gateway.active_count);
+        log_line("%s SMTP: [%d] connection%s still active", log_stamp,
+                 gateway.active_count, gateway.active_count == 1 ? " is" : "s are");
     }
     log_line("<>");
 }
@@ -46,7 +43,7 @@ void Disconnect(ClientSession *session)
     if (session->list != ON_ACTIVE_LIST) {
         return;
     }
-    assert(session->socket != NO_SOCKET);
+    assert(session->socket != NO_SOCKET && gateway.active_count > 0);
     log_flush();
     socket_close(session->socket);
     gateway.active_count--;

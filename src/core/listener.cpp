@@ -81,12 +81,11 @@ HostAddresses learn_host()
 }
 
 // Everything made so far is undone; the window's end closes the socket with it.
-int give_up()
+void give_up()
 {
     window_destroy(gateway.socketWindow);
     gateway.socketWindow = nullptr;
     class_unregister(SOCKET_WINDOW_CLASS);
-    return -1;
 }
 
 // One address: kept in its normal form and shown in the status line.
@@ -124,6 +123,29 @@ uint32_t choose_address(const HostAddresses &host, char *selected)
         return listen_on(address_from_text(selected), selected, PLAIN);
     }
     return ADDRESS_ANY; // several addresses and none chosen
+}
+
+// Binds the socket to the chosen address and listens. False with the reason logged.
+bool listen_at(char *address, const HostAddresses &host)
+{
+    gateway.bind_mode = read_setting("bind", 1);
+    const uint32_t local = choose_address(host, address);
+    if (!socket_bind(gateway.listener, local,
+                     static_cast<uint16_t>(gateway.listen_port))) {
+        give_up();
+        log_stamped("SMTP: Error - Unable to create named socket");
+        log_flush();
+        message_box(nullptr, PORT_TEXT, PORT_CAPTION, BOX_EXCLAMATION | BOX_SYSTEM_MODAL);
+        return false;
+    }
+    if (!socket_listen(gateway.listener, BACKLOG)) {
+        const int error = socket_last_error();
+        give_up();
+        log_stamped("SMTP: Error - cant listen");
+        log_line("TCP ERROR = %d", error);
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -170,21 +192,7 @@ int start_listener(char *address)
         return -1;
     }
 
-    gateway.bind_mode = read_setting("bind", 1);
-    const uint32_t local = choose_address(host, address);
-    if (!socket_bind(gateway.listener, local,
-                     static_cast<uint16_t>(gateway.listen_port))) {
-        give_up();
-        log_stamped("SMTP: Error - Unable to create named socket");
-        log_flush();
-        message_box(nullptr, PORT_TEXT, PORT_CAPTION, BOX_EXCLAMATION | BOX_SYSTEM_MODAL);
-        return -1;
-    }
-    if (!socket_listen(gateway.listener, BACKLOG)) {
-        const int error = socket_last_error();
-        give_up();
-        log_stamped("SMTP: Error - cant listen");
-        log_line("TCP ERROR = %d", error);
+    if (!listen_at(address, host)) {
         return -1;
     }
     sessions_init();

@@ -24,7 +24,7 @@ namespace
 // come in single chunks, so that a client who sends thousands ahead holds up nobody else.
 constexpr int CHUNK_SIZE = 1023;
 constexpr int CHUNKS_PER_RECEIVE = 64;
-constexpr int MUCH = 4096; // text of which more is to be expected
+constexpr int LONG_TEXT = 4096; // text of which more is to be expected
 
 char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
 
@@ -42,11 +42,8 @@ void count_connection(ClientSession *session)
     show_activity_lights();
 
     gateway.active_count++;
-    if (gateway.active_count == 1) {
-        log_stamped("SMTP: [%d] connection active", gateway.active_count);
-    } else {
-        log_stamped("SMTP: [%d] connections active", gateway.active_count);
-    }
+    log_stamped("SMTP: [%d] connection%s active", gateway.active_count,
+                gateway.active_count == 1 ? "" : "s");
     log_stamped("SMTP: Connection attempt received from [%s]...", session->peerText);
 }
 
@@ -89,10 +86,13 @@ bool is_banned(ClientSession *session)
     return true;
 }
 
-// The event is over: a session that ended in it is disconnected now.
+// The event is over: what it brought of a message's text is written, and a session that
+// ended in it is disconnected.
 void finish_event(ClientSession *session)
 {
-    if (!session_is_open(session)) {
+    if (session_is_open(session)) {
+        body_flush(session);
+    } else {
         Disconnect(session);
     }
 }
@@ -126,7 +126,7 @@ void accept_client(Socket listener)
 }
 
 // Hands bytes on, chunk by chunk while they are message text; of commands a few at a
-// time. The bytes handled.
+// time. Returns the bytes handled.
 int hand_on(ClientSession *session, int count)
 {
     int at = 0;
@@ -153,14 +153,13 @@ int receive_ahead(ClientSession *session)
     }
     const int handled = hand_on(session, count);
     if (session_is_open(session)) {
-        body_flush(session);
         if (!socket_discard(socket, static_cast<size_t>(handled))) {
             session_end(session); // rather than handle it twice
             return count;
         }
         session->chunkLeft = is_text ? 0 : count - handled;
         const bool filled = !is_text && (size < CHUNK_SIZE || count == CHUNK_SIZE);
-        const bool goes_on = count >= MUCH && session->state == SESSION_DATA;
+        const bool goes_on = count >= LONG_TEXT && session->state == SESSION_DATA;
         socket_set_pace(socket, handled < count || filled ? PACE_AHEAD
                                 : goes_on                 ? PACE_OF_TEXT
                                                           : PACE_OF_ANSWERS);
@@ -168,7 +167,7 @@ int receive_ahead(ClientSession *session)
     return count;
 }
 
-// Receives once and hands it on: the count, as socket_receive gives it.
+// Receives once and hands it on. Returns what socket_receive does.
 int receive_from(ClientSession *session)
 {
     if (session->state == SESSION_DATA || socket_pace(session->socket) == PACE_AHEAD) {
@@ -180,33 +179,20 @@ int receive_from(ClientSession *session)
         handle_client_input(session, received, count);
     }
     if (count > 0 && session_is_open(session)) {
-        body_flush(session);
         socket_set_pace(socket, count == CHUNK_SIZE ? PACE_AHEAD : PACE_OF_ANSWERS);
     }
     return count;
 }
 
-void read_from_client(Socket socket)
+// What was sent before a close is received first, by an event for each receive.
+void read_from_client(Socket socket, bool has_closed)
 {
     ClientSession *session = session_find(socket);
     if (session == nullptr) {
         return;
     }
     const int count = receive_from(session);
-    if (count <= 0 && count != SOCKET_WOULD_BLOCK) {
-        session_end(session);
-    }
-    finish_event(session);
-}
-
-// What was sent before the close is received first, by an event for each receive.
-void client_has_closed(Socket socket)
-{
-    ClientSession *session = session_find(socket);
-    if (session == nullptr) {
-        return;
-    }
-    if (receive_from(session) <= 0) {
+    if (count <= 0 && (has_closed || count != SOCKET_WOULD_BLOCK)) {
         session_end(session);
     }
     finish_event(session);
@@ -219,10 +205,8 @@ void socket_event(Socket socket, int event)
         accept_client(socket);
         break;
     case SOCKET_READ:
-        read_from_client(socket);
-        break;
     case SOCKET_CLOSE:
-        client_has_closed(socket);
+        read_from_client(socket, event == SOCKET_CLOSE);
         break;
     default:
         break;

@@ -29,15 +29,15 @@ bool bind_has_changed()
     return first_tick || read_setting("bind", 1) != gateway.bind_mode;
 }
 
+const char *listening_address()
+{
+    return gateway.bind_mode != 0 ? gateway.selected_address : "ALL IP ADDRESSES";
+}
+
 void form_status_text()
 {
-    if (gateway.bind_mode != 0) {
-        format_text(gateway.status_text, STATUS_TEXT_SIZE, "Listening on [%s], port [%d]",
-                    gateway.selected_address, gateway.shown_port);
-    } else {
-        format_text(gateway.status_text, STATUS_TEXT_SIZE,
-                    "Listening on [ALL IP ADDRESSES], port [%d]", gateway.shown_port);
-    }
+    format_text(gateway.status_text, STATUS_TEXT_SIZE, "Listening on [%s], port [%d]",
+                listening_address(), gateway.shown_port);
 }
 
 void refresh_title()
@@ -54,15 +54,9 @@ void refresh_title()
 
     char title[TITLE_SIZE];
     char present[TITLE_SIZE];
-    if (gateway.bind_mode != 0) {
-        format_text(title, sizeof title,
-                    " Quillon email-to-fax SMTP server [%s] on port [%d]",
-                    gateway.selected_address, gateway.shown_port);
-    } else {
-        format_text(title, sizeof title,
-                    " Quillon email-to-fax SMTP server [ALL IP ADDRESSES] on port [%d]",
-                    gateway.shown_port);
-    }
+    format_text(title, sizeof title,
+                " Quillon email-to-fax SMTP server [%s] on port [%d]",
+                listening_address(), gateway.shown_port);
     window_text(gateway.statusWindow, present, sizeof present);
     if (strcmp(title, present) != 0) {
         window_set_text(gateway.statusWindow, title);
@@ -116,7 +110,7 @@ void sweep()
         log_stamped("SMTP: [%s] Socket timeout expired - closing socket",
                     session->peerText);
         body_abandon(session);
-        spool_files_remove(session->mail); // without a word, unlike Disconnect
+        spool_files_remove(session->mail); // not logged, as Disconnect would
         Disconnect(session);
     }
 }

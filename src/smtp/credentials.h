@@ -20,7 +20,7 @@ enum LoginVerdict {
 // has any.
 LoginVerdict judge_login(std::string_view name, const char *password);
 
-// A line of the file; the hash is all behind the first colon. A name without one has an
+// A line of the file; the hash is all after the first colon. A name without one has an
 // empty hash.
 struct LoginLine {
     std::string_view name;

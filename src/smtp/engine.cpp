@@ -16,6 +16,7 @@
 #include "spool/spool_files.h"
 
 #include <algorithm>
+#include <cassert>
 #include <climits>
 #include <cstring>
 #include <string_view>
@@ -46,6 +47,7 @@ void greet(ClientSession *session)
 // LF of a CR LF ends an empty line of its own.
 bool add_to_line(ClientSession *session, char byte)
 {
+    assert(session->lineLength >= 0 && session->lineLength <= LINE_LIMIT);
     if (byte == '\r' || byte == '\n' || byte == '\0') {
         session->line[session->lineLength] = '\0';
         return true;
@@ -94,7 +96,7 @@ void handle_first_line(ClientSession *session)
     }
 }
 
-// One line is handled; the rest of the chunk is discarded.
+// Handles one line and discards the rest of the chunk.
 void helo_phase(ClientSession *session, const char *bytes, int count)
 {
     for (int i = 0; i < count; i++) {
@@ -178,8 +180,7 @@ void do_help(ClientSession *session);
 
 struct Verb {
     const char *word;
-    const char
-        *head; // begins a well-formed line, in any letter case; the argument follows
+    const char *head; // of a well-formed line, in any letter case; the argument follows
     void (*handle)(ClientSession *session);
     bool offered; // by HELP
 };
@@ -218,9 +219,8 @@ const Verb *classify_command(ClientSession *session)
     for (const Verb &verb : VERBS) {
         if (begins_ignoring_case(word.data(), verb.word) &&
             word.size() == strlen(verb.word)) {
-            session->argument = begins_ignoring_case(line, verb.head)
-                                    ? line + strlen(verb.head)
-                                    : nullptr;
+            const bool well_formed = begins_ignoring_case(line, verb.head);
+            session->argument = well_formed ? line + strlen(verb.head) : nullptr;
             return &verb;
         }
     }
@@ -256,6 +256,7 @@ int command_phase(ClientSession *session, const char *bytes, int count, int limi
 
 void handle_client_input(ClientSession *session, const char *bytes, int count)
 {
+    assert(session_is_open(session));
     switch (session->state) {
     case SESSION_NEW:
         greet(session);

@@ -34,8 +34,8 @@ void keep_from(char *text, const char *from)
     memmove(text, from, strlen(from) + 1);
 }
 
-// Keeps what stands between the quoted sections and behind the last one. With an odd
-// number of quotes the text behind the last goes too; a single quote is left alone.
+// Keeps what stands between the quoted sections and after the last one. With an odd
+// number of quotes the text after the last goes too; a single quote is left alone.
 void drop_quoted(char *text)
 {
     const auto quotes = std::count(text, text + strlen(text), '"');
@@ -100,7 +100,7 @@ void take_from_brackets(char *text)
     text[length] = '\0';
 }
 
-// A comment in front of the at sign loses its parentheses only; one behind it is cut off.
+// A comment before the at sign loses its parentheses only; one after it is cut off.
 void drop_comment(char *text)
 {
     char *open = strchr(text, '(');

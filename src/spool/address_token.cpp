@@ -2,12 +2,11 @@
 
 #include "base/text.h"
 
+#include <cassert>
 #include <cstring>
 
-bool take_address_token(const char *line, char token[TOKEN_SIZE])
+bool take_address_token(const char *argument, char token[TOKEN_SIZE])
 {
-    const char *colon = strchr(line, ':');
-    const char *argument = colon != nullptr ? colon + 1 : "";
     size_t length = strlen(argument);
     if (strchr(argument, ' ') != nullptr) {
         argument += strspn(argument, " ");
@@ -19,6 +18,7 @@ bool take_address_token(const char *line, char token[TOKEN_SIZE])
         argument = second + 1;
         length = strlen(argument);
     }
+    assert(length < TOKEN_SIZE);
     copy_text(token, length + 1, argument);
     return true;
 }

@@ -3,10 +3,10 @@
 
 inline constexpr int TOKEN_SIZE = 1024; // as long as a line can be
 
-// Takes the address out of the text behind the line's first colon: its first run of
-// characters other than blanks when it has a blank, else the text behind a second colon,
-// else all of it. False when there are blanks only.
-bool take_address_token(const char *line, char token[TOKEN_SIZE]);
+// Takes the address out of the command's argument, the text after its colon: the
+// argument's first word if it has a blank, else what follows a second colon, else all of
+// it. False when there are blanks only.
+bool take_address_token(const char *argument, char token[TOKEN_SIZE]);
 
 // The envelope line: "<verb>: <token>" with brackets added unless the token begins with
 // one, and CR LF. Returns its length, or -1 when it is longer than an envelope line may

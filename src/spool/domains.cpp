@@ -1,8 +1,11 @@
 #include "spool/domains.h"
 
+#include "base/session.h"
+#include "base/settings.h"
 #include "base/text.h"
 #include "log/activity_log.h"
 #include "platform/file_contents.h"
+#include "spool/address.h"
 
 #include <algorithm>
 #include <cstring>
@@ -24,15 +27,6 @@ struct DomainTable {
 };
 
 DomainTable table;
-
-std::string lower_case_of(std::string_view text)
-{
-    std::string lower(text);
-    for (char &c : lower) {
-        c = lower_case(c);
-    }
-    return lower;
-}
 
 // What of a line is compared: the text before its last comma, or all of it with its line
 // ending, so that a line without a comma matches only at the very end of the file.
@@ -91,4 +85,19 @@ const char *domain_of(const char *address)
 {
     const char *at_sign = strchr(address, '@');
     return at_sign != nullptr ? at_sign + 1 : nullptr;
+}
+
+void check_domain(ClientSession *session, const char *whose, char *address)
+{
+    if (read_setting("USEDOMAINS", 0) == 0 || session->domainAccepted) {
+        return;
+    }
+    clean_address(address);
+    const char *domain = domain_of(address);
+    if (domain == nullptr) {
+        return;
+    }
+    session->domainAccepted = domain_is_accepted(domain) != 0;
+    log_stamped("SMTP: DOMAIN CHECKING - %s domain [%s] %s", whose, domain,
+                session->domainAccepted ? "ACCEPTED" : "NOT accepted...");
 }

@@ -23,16 +23,7 @@ struct UserTable {
     std::unordered_map<std::string, int> users;
 };
 
-std::string lower_case_of(const char *text)
-{
-    std::string lower = text;
-    for (char &c : lower) {
-        c = lower_case(c);
-    }
-    return lower;
-}
-
-// The section's address: FULLEMAIL, or ID where that is empty. Empty behind the last
+// The section's address: FULLEMAIL, or ID where that is empty. Empty after the last
 // user.
 void read_user(const char *section, const char *path, char *address)
 {
@@ -76,10 +67,10 @@ const UserTable &present_users()
     return table;
 }
 
-void log_address(const char *address, int is_recipient)
+void log_address(const char *address, bool is_recipient)
 {
     log_stamped("***DEBUG** - %s email address received [%s]",
-                is_recipient == 1 ? "recipient" : "sender", address);
+                is_recipient ? "recipient" : "sender", address);
     if (read_setting("usedomain", 0) != 0) {
         log_stamped("***DEBUG** - A single domain is in use");
     } else {
@@ -89,7 +80,7 @@ void log_address(const char *address, int is_recipient)
 
 } // namespace
 
-int find_local_user(const char *given, int is_recipient)
+int find_local_user(const char *given, bool is_recipient)
 {
     char address[VALUE_SIZE];
     size_t length = strlen(given);

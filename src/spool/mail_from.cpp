@@ -6,7 +6,6 @@
 #include "log/activity_log.h"
 #include "platform/clock.h"
 #include "smtp/replies.h"
-#include "spool/address.h"
 #include "spool/address_token.h"
 #include "spool/domains.h"
 #include "spool/local_users.h"
@@ -17,7 +16,7 @@
 namespace
 {
 
-// The log line and the work copy hold at most 511 characters, like the envelope line.
+// The log line holds at most 511 characters, like the envelope line.
 constexpr size_t SENDER_TEXT_SIZE = 512;
 
 bool fits_log_line(const ClientSession *session, const char *token)
@@ -37,7 +36,7 @@ void log_and_class_sender(ClientSession *session, const char *token)
 {
     log_stamped("SMTP: [%s] Mail From [%s]", session->peerText, token);
     session->lastActivity = tick_count();
-    session->senderIsLocal = find_local_user(token, 0) != USER_UNKNOWN;
+    session->senderIsLocal = find_local_user(token, false) != USER_UNKNOWN;
     if (full_detail()) {
         log_stamped(session->senderIsLocal
                         ? "***DEBUG** - senders address is a local user"
@@ -50,8 +49,8 @@ void log_and_class_sender(ClientSession *session, const char *token)
 bool start_envelope(ClientSession *session, const char *line, int length)
 {
     const bool is_new = session->mail.spoolBase[0] == '\0';
-    const FileHandle envelope =
-        is_new ? spool_files_create(session->mail, SPOOL_MAIL) : envelope_renew(session);
+    const FileHandle envelope = is_new ? spool_files_create(session->mail, SPOOL_MAIL)
+                                       : envelope_open(session, FILE_OWN);
     if (envelope != NO_FILE && envelope_write(session, envelope, line, length)) {
         return true;
     }
@@ -62,30 +61,13 @@ bool start_envelope(ClientSession *session, const char *line, int length)
     return false;
 }
 
-void check_sender_domain(ClientSession *session, const char *token)
-{
-    char address[SENDER_TEXT_SIZE];
-    copy_text(address, sizeof address, token);
-    clean_address(address);
-    const char *domain = domain_of(address);
-    if (domain == nullptr) {
-        return;
-    }
-    session->domainAccepted = domain_is_accepted(domain) != 0;
-    if (session->domainAccepted) {
-        log_stamped("SMTP: DOMAIN CHECKING - Sender domain [%s] ACCEPTED", domain);
-    } else {
-        log_stamped("SMTP: DOMAIN CHECKING - Sender domain [%s] NOT accepted...", domain);
-    }
-}
-
 } // namespace
 
 void handle_mail_from(ClientSession *session)
 {
     char token[TOKEN_SIZE] = "";
     char line[ENVELOPE_LINE_SIZE];
-    const bool has_token = take_address_token(session->line, token);
+    const bool has_token = take_address_token(session->argument, token);
     const int length = form_envelope_line(line, sizeof line, "MAIL FROM", token);
     if (length < 0 || !fits_log_line(session, token)) {
         refuse_long_sender(session);
@@ -103,8 +85,6 @@ void handle_mail_from(ClientSession *session)
     if (full_detail()) {
         log_line("%.*s", length - 2, line);
     }
-    if (read_setting("USEDOMAINS", 0) != 0) {
-        check_sender_domain(session, token);
-    }
+    check_domain(session, "Sender", token);
     send_reply(session, "250 ", "OK");
 }

@@ -3,6 +3,6 @@
 
 struct ClientSession;
 
-// Handles the well-formed MAIL FROM line held in the session's `line`. May end the
-// session.
+// Handles a well-formed MAIL FROM; the session's `argument` is what follows its colon.
+// May end the session.
 void handle_mail_from(ClientSession *session);

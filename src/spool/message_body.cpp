@@ -74,7 +74,8 @@ void body_add_line(ClientSession *session, const char *line, int length)
     const int text = has_cr ? length - 1 : length;
     if (char *room = room_for(session, text + 2)) {
         memcpy(room, line, static_cast<size_t>(text));
-        memcpy(room + text, "\r\n", 2);
+        room[text] = '\r';
+        room[text + 1] = '\n';
     }
 }
 

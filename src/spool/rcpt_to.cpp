@@ -6,7 +6,6 @@
 #include "log/activity_log.h"
 #include "platform/clock.h"
 #include "smtp/replies.h"
-#include "spool/address.h"
 #include "spool/address_token.h"
 #include "spool/domains.h"
 #include "spool/local_users.h"
@@ -25,18 +24,10 @@ void refuse_long_recipient(ClientSession *session)
     send_reply(session, "501 ", "Address too long");
 }
 
-// Without a transaction there is no reply either; the next RCPT TO tries again.
-void refuse_unstored(ClientSession *session)
-{
-    if (session->mail.spoolBase[0] != '\0') {
-        send_reply(session, "451 ", NOT_STORED);
-    }
-}
-
 FileHandle open_envelope(ClientSession *session)
 {
     if (session->mail.spoolBase[0] != '\0') {
-        return envelope_append(session);
+        return envelope_open(session, FILE_APPEND);
     }
     return spool_files_create(session->mail,
                               session->senderIsLocal ? SPOOL_PENDING : SPOOL_MAIL_IN);
@@ -52,7 +43,7 @@ bool is_local(const char *token)
             *close = '\0';
         }
     }
-    return find_local_user(address, 1) != USER_UNKNOWN;
+    return find_local_user(address, true) != USER_UNKNOWN;
 }
 
 // The token without a closing bracket at its end and an opening one at its beginning.
@@ -83,32 +74,12 @@ void log_arrival(const ClientSession *session, bool local, const char *recipient
              local ? "" : "UNKNOWN USER ", recipient);
 }
 
-// Once a domain of the transaction has been accepted there is nothing more to check.
-void check_recipient_domain(ClientSession *session, char *recipient)
-{
-    if (session->domainAccepted) {
-        return;
-    }
-    clean_address(recipient);
-    const char *domain = domain_of(recipient);
-    if (domain == nullptr) {
-        return;
-    }
-    if (domain_is_accepted(domain) != 0) {
-        log_stamped("SMTP: DOMAIN CHECKING - Recipient domain [%s] ACCEPTED", domain);
-        session->domainAccepted = true;
-    } else {
-        log_stamped("SMTP: DOMAIN CHECKING - Recipient domain [%s] NOT accepted...",
-                    domain);
-    }
-}
-
 } // namespace
 
 void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
 {
     char token[TOKEN_SIZE];
-    if (!take_address_token(session->line, token)) {
+    if (!take_address_token(session->argument, token)) {
         send_reply(session, "550 ", "No such user here");
         return;
     }
@@ -120,13 +91,12 @@ void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
     }
 
     const FileHandle envelope = open_envelope(session);
-    if (envelope == NO_FILE) {
-        refuse_unstored(session);
-        return;
-    }
-    const bool local = is_local(token);
-    if (!envelope_write(session, envelope, line, length)) {
-        refuse_unstored(session);
+    const bool local = envelope != NO_FILE && is_local(token);
+    if (envelope == NO_FILE || !envelope_write(session, envelope, line, length)) {
+        // Without a transaction there is no reply either; the next RCPT TO tries again.
+        if (session->mail.spoolBase[0] != '\0') {
+            send_reply(session, "451 ", NOT_STORED);
+        }
         return;
     }
     if (full_detail()) {
@@ -135,8 +105,6 @@ void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
     take_recipient(token, recipient, RECIPIENT_SIZE);
     log_arrival(session, local, recipient);
     session->lastActivity = tick_count();
-    if (read_setting("USEDOMAINS", 0) != 0) {
-        check_recipient_domain(session, recipient);
-    }
+    check_domain(session, "Recipient", recipient);
     send_reply(session, "250 ", "OK");
 }

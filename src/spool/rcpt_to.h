@@ -6,6 +6,6 @@ struct ClientSession;
 
 inline constexpr int RECIPIENT_SIZE = 512;
 
-// Handles the well-formed RCPT TO line held in the session's `line`; the work buffer
-// receives the address without its brackets. May end the session.
+// Handles a well-formed RCPT TO; the session's `argument` is what follows its colon. The
+// work buffer receives the address without its brackets. May end the session.
 void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE]);

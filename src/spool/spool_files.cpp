@@ -59,14 +59,6 @@ void log_failure(const ClientSession *session)
                 file_failure(), session->mail.spoolEnvelope);
 }
 
-FileHandle opened_or_logged(const ClientSession *session, FileHandle envelope)
-{
-    if (envelope == NO_FILE) {
-        log_failure(session);
-    }
-    return envelope;
-}
-
 } // namespace
 
 FileHandle spool_files_create(MailTransaction &mail, const char *directory_name)
@@ -90,17 +82,18 @@ FileHandle spool_files_create(MailTransaction &mail, const char *directory_name)
     return file;
 }
 
-FileHandle envelope_renew(const ClientSession *session)
+FileHandle envelope_open(const ClientSession *session, FileMode mode)
 {
-    // A new file of the same name. Emptying the old one costs milliseconds where the file
-    // system puts such a file on the disk at once, and holds up everybody.
-    file_delete_own(session->mail.spoolEnvelope);
-    return opened_or_logged(session, file_open(session->mail.spoolEnvelope, FILE_OWN));
-}
-
-FileHandle envelope_append(const ClientSession *session)
-{
-    return opened_or_logged(session, file_open(session->mail.spoolEnvelope, FILE_APPEND));
+    // Emptying a file costs milliseconds where the file system puts such a file on the
+    // disk at once, and holds up everybody; a new one of the same name does not.
+    if (mode == FILE_OWN) {
+        file_delete_own(session->mail.spoolEnvelope);
+    }
+    const FileHandle envelope = file_open(session->mail.spoolEnvelope, mode);
+    if (envelope == NO_FILE) {
+        log_failure(session);
+    }
+    return envelope;
 }
 
 bool envelope_write(const ClientSession *session, FileHandle envelope, const char *line,

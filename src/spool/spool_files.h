@@ -35,10 +35,9 @@ inline constexpr char SPOOL_MAIL_IN[] = "mailin";
 // four names and gives the file, open and empty. NO_FILE, with nothing set, on failure.
 FileHandle spool_files_create(MailTransaction &mail, const char *directory);
 
-// Opens the transaction's envelope: a new one in place of the old, or at its end. NO_FILE
-// on failure.
-FileHandle envelope_renew(const ClientSession *session);
-FileHandle envelope_append(const ClientSession *session);
+// Opens the transaction's envelope with FILE_APPEND, or a new one in its place with
+// FILE_OWN. NO_FILE on failure.
+FileHandle envelope_open(const ClientSession *session, FileMode mode);
 
 // Writes one line to the open envelope and closes it. False on failure; what was written
 // of the line is taken back then.

@@ -42,9 +42,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                          [](char c) { return c >= 'A' && c <= 'Z'; }),
             "capitals in a cleaned address");
 
-    const int user = find_local_user(address.c_str(), 1);
+    const int user = find_local_user(address.c_str(), true);
     if (address.size() < 500 && address.find_first_of("<>") == std::string::npos) {
-        promise(find_local_user(("<" + address + ">").c_str(), 0) == user,
+        promise(find_local_user(("<" + address + ">").c_str(), false) == user,
                 "brackets change the user");
     }
     domain_is_accepted(cleaned.c_str());
