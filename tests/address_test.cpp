@@ -63,6 +63,7 @@ TEST_F(Addresses, AreReducedToABareAddressInLowerCase)
               content("DATA/RAW/QLNXSERVER.DAT"));
     list("QLNXSERVER.DAT", "[QLNSMTP]\r\nbadaddrchars=-xY\r\n");
     EXPECT_EQ("a+x@b|", cleaned({"a-+x@b~\\y"}));
+    EXPECT_EQ("[QLNSMTP]\r\nbadaddrchars=-xY\r\n", content("DATA/RAW/QLNXSERVER.DAT"));
 }
 
 TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
@@ -78,12 +79,24 @@ TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
         EXPECT_EQ(USER_UNKNOWN, find_local_user(address, true)) << address;
     }
 
+    std::string many;
+    for (int i = 0; i < 1000; i++) {
+        many += "[USER" + std::to_string(i) + "]\r\nID=u" + std::to_string(i) + "\r\n";
+    }
+    list("TSUSERS.DAT", many);
+    EXPECT_EQ(USER_INACTIVE, find_local_user("u998", 1));
+    EXPECT_EQ(USER_UNKNOWN, find_local_user("u999", 1)) << "behind the last looked at";
+
     EXPECT_EQ(1, domain_is_accepted("any.example")); // no such file
-    list("DOMAIN.DAT", "Firm.Example,1\r\nwith,commas,2\nbare.example\r\nlast.example");
-    for (const char *domain : {"firm.eXample", "with,commas"}) {
+    list("DOMAIN.DAT", "Firm.Example,1\r\nwith,commas,2\nbare.example\r\n" +
+                           copies(511, "x") + "rest.of.line,1\r\nlast.example");
+    for (const char *domain :
+         {"firm.eXample", "with,commas", "rest.of.line", "last.example"}) {
         EXPECT_EQ(1, domain_is_accepted(domain)) << domain;
     }
-    for (const char *domain : {"with", "bare.example", "last.exampl"}) {
+    for (const char *domain : {"with", "bare.example", "last.exampl", ""}) {
         EXPECT_EQ(0, domain_is_accepted(domain)) << domain;
     }
+    list("DOMAIN.DAT", "ended.by.a.line.end,1\r\n");
+    EXPECT_EQ(1, domain_is_accepted("")) << "behind the line end";
 }

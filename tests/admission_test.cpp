@@ -8,6 +8,7 @@
 
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
+using namespace std::string_literals;
 
 namespace
 {
@@ -32,8 +33,9 @@ std::string found_in(AddressList list, const std::string &text)
     AddressTable table;
     AddressEntry entry;
     EXPECT_TRUE(build_table(&table, list, content.data(), content.size()));
-    if (!find_entry(table, content.data(), client, &entry))
+    if (!find_entry(table, content.data(), client, &entry)) {
         return table.ending == SCAN_AT_MALFORMED ? BROKEN_OFF : NOTHING;
+    }
     char line[ENTRY_TEXT_SIZE];
     entry_text(entry, line);
     return line;
@@ -65,37 +67,55 @@ TEST(AddressLists, EntriesMeanWhoTheyMeanInEachList)
             "1.1.1.141-9.9.9.200", "5.6.6.250-5.6.8.5", "5.6.7.150-5.6.7.130",
             "5.6.7.100 - 5.6.7.150", "5.6.7.140-5.6.7.+150", "0005.6.7.1-5.6.7.200",
             "5.6.7.1-0005.6.7.200", "5.6.7.140" + blanks, "-" + blanks,
-            "5.6.7.1-" + blanks + "5.6.7.200"});
+            "5.6.7.1-" + blanks + "5.6.7.200", "5.6.7.396", "5.262.7.140-5.262.7.140"});
     expect(BROKEN_OFF, BROKEN_OFF,
            {"5.6-5.6.7.140", "1-5.6.7.140", "5.6.7.1-5.6.7. ", "*.6.7", "5.6.7*",
             "5.6.7.1-5.6.7", "free - text"});
     // Asterisks that go together; octets compared as numbers, or not compared.
     expect("", FOLLOWING,
-           {"*.*.*.*", "*.*.7.140", "5.*.*.*", "5.06.*.140", "5.6.7.*-5.6.7.5",
-            "5.6.5.*-5.6.9.*", "5.6.*.130-5.6.*.140", "9.9.9.9-5.6.7.*",
-            "*.9.9.9-*.1.1.1"});
+           {"*.*.*.*", "*.*.7.140", "5.*.*.*", "*.*.*.140", "5.06.*.140",
+            "5.6.7.*-5.6.7.5", "5.6.5.*-5.6.9.*", "5.6.*.130-5.6.*.140",
+            "9.9.9.9-5.6.7.*", "5.6.*.*-5.6.*.*", "*.9.9.9-*.1.1.1"});
     // The first asterisk ends the accepted list.
     expect(NOTHING, FOLLOWING,
            {"5.6.8.*", "*.6.7.141", "5.6.7.**", "5.6.7.* ", "5.*.7.*", "*.6.*.140",
             "5.*.*.140", "*.6.*.*", "5.6.3.*-5.6.6.*", "5.6.8.* - 5.6.9.*",
-            "5.6.*.141-5.6.*.150", "9.9.9.9-5.6.6.*", "5.6.7.*" + blanks});
+            "5.6.*.141-5.6.*.150", "5.7.*.*-5.8.*.*", "5.1.*.*-5.5.*.*",
+            "9.9.9.9-5.6.6.*", "5.6.7.*" + blanks});
     expect(BROKEN_OFF, FOLLOWING, {"5.6.7.*-5.6.7", "1.*.3.*-"});
     expect(FOLLOWING, BROKEN_OFF, {"; free - text"});
-    for (AddressList list : {ACCEPTED_LIST, BANNED_LIST}) {
-        for (const char *content : {"1.1.1.1\r\n5.6.7.140", "5.6.7.140\r"})
+    for (const AddressList list : {ACCEPTED_LIST, BANNED_LIST}) {
+        for (const std::string content : {"1.1.1.1\r\n5.6.7.140", "5.6.7.140\r"}) {
             EXPECT_EQ("5.6.7.140", found_in(list, content));
-        for (const char *content : {"\r\n5.6.7.140\r\n", "5.6.7.140\n", "\r", ""})
+        }
+        for (const char *content : {"\r\n5.6.7.140\r\n", "5.6.7.140\n", "\r", ""}) {
             EXPECT_EQ(NOTHING, found_in(list, content));
+        }
+        // A line has 255 characters at most, in the banned list with its ending.
+        const size_t most = list == ACCEPTED_LIST ? 255 : 253;
+        for (const size_t length : {most, most + 1}) {
+            std::string line = "5.6.7.1-5.6.7.200";
+            line.insert(8, length - line.size(), ' ');
+            EXPECT_EQ(length == most ? "5.6.7.1-5.6.7.200" : NOTHING,
+                      found_in(list, line + "\r\n"));
+        }
     }
+    // One byte is no last line of the accepted list, and a NUL ends it; of the banned
+    // list a NUL ends one line.
+    EXPECT_EQ(NOTHING, found_in(ACCEPTED_LIST, "1.1.1.1\r\n*"));
+    EXPECT_EQ(BROKEN_OFF, found_in(BANNED_LIST, "1.1.1.1\r\n*"));
+    EXPECT_EQ(NOTHING, found_in(ACCEPTED_LIST, "1.1.1.1\r\n\0x\r\n5.6.7.140"s));
+    EXPECT_EQ("5.6.7.140", found_in(BANNED_LIST, "1.1.1.1\0x\r\n5.6.7.140\0x\r\n"s));
 }
 
 TEST(AddressLists, TheFirstEntryIsFoundAnywhereInALongList)
 {
     for (int place = 0; place < 200; place++) {
         std::string list;
-        for (int i = 0; i < 200; i++)
+        for (int i = 0; i < 200; i++) {
             list += i == place ? "5.6.7.9-5.6.8.150\r\n"
                                : std::to_string(i * 37 % 256) + ".6.7.141\r\n";
+        }
         EXPECT_EQ("5.6.7.9-5.6.8.150", found_in(BANNED_LIST, list + "5.6.7.140\r\n"));
     }
 }
@@ -138,8 +158,9 @@ TEST_F(Admission, TheLogNamesTheAcceptedEntryOrTheRefusal)
     };
     const std::string due = "SMTP : Connection accepted from [127.0.0.5] due to ";
     settings("ACCEPTVALIDADDRESSONLY=1\r\n");
-    for (const auto &[list, entry] : accepted)
+    for (const auto &[list, entry] : accepted) {
         EXPECT_EQ(Lines{due + entry}, log_with(list, LET_IN));
+    }
     Lines refusal = {
         "SMTP : Connection refused from [127.0.0.5] - no matching validation entry",
         "SMTP: [127.0.0.5] This IP address NOT identified in the valid IP ranges file...",

@@ -25,15 +25,18 @@ std::vector<Message> messages()
                              "From: <anna@firm.example>\r\n"
                              "Message-ID: <1@firm.example>\r\n\r\n";
     std::string every_8_bit_byte = head;
-    for (int byte = 0x80; byte <= 0xff; byte++)
+    for (int byte = 0x80; byte <= 0xff; byte++) {
         every_8_bit_byte += static_cast<char>(byte);
+    }
     every_8_bit_byte += "\r\n";
     std::string long_lines = head;
-    for (const size_t length : {998, 1023, 1024, 4000})
+    for (const size_t length : {998, 1023, 1024, 4000}) {
         long_lines += std::string(length, 'x') + "\r\n";
+    }
     std::string many_lines = head;
-    for (int i = 0; i < 20000; i++)
+    for (int i = 0; i < 20000; i++) {
         many_lines += "the quick brown fax\r\n";
+    }
     return {
         {"many recipients", head + "\tto all\r\n", head + "\tto all\r\n", 45},
         {"dots stay doubled", head + ".\r\n..\r\n.profile\r\na.b\r\n\r\n",
@@ -56,8 +59,9 @@ std::string recipient(int number)
 std::string envelope(const Message &message)
 {
     std::string lines = "MAIL FROM: <anna@firm.example>\r\n";
-    for (int i = 0; i < message.recipients; i++)
+    for (int i = 0; i < message.recipients; i++) {
         lines += "RCPT TO: <" + recipient(i) + ">\r\n";
+    }
     return lines;
 }
 
@@ -135,12 +139,14 @@ TEST_P(EachClient, DeliversEveryMessageWhole)
 {
     const MailClient &client = GetParam();
     const char *root = getenv("QLN_RELAY_ROOT");
-    if (client.is_relayed && (root == nullptr || geteuid() != 0))
+    if (client.is_relayed && (root == nullptr || geteuid() != 0)) {
         GTEST_SKIP() << "no mail transfer agent in QLN_RELAY_ROOT, or not root";
+    }
     start();
     const std::string port = std::to_string(client.is_relayed ? free_port() : port_);
-    if (client.is_relayed)
+    if (client.is_relayed) {
         start_relay(root, port);
+    }
 
     for (const Message &message : messages()) {
         SCOPED_TRACE(message.name);

@@ -11,9 +11,14 @@
 #include "ui/resources.h"
 #include "ui/status_window.h"
 
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <regex>
+#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -108,30 +113,59 @@ TEST_F(Log, EveryTextGetsItsLineAndItsEntry)
     }
     EXPECT_EQ("entry 799", entry(501)); // the oldest that it holds
     EXPECT_EQ("entry 1299", entry(1));
+    EXPECT_LE(list_entry_rect(list_, list_count(list_) - 1).bottom,
+              window_client_rect(list_).bottom);
 }
 
 TEST_F(Log, IsTrimmedToWholeLinesWhenItHasGrownTooLarge)
 {
     const std::string log = path(LOG);
-    const std::string lines =
-        copies(MEGABYTE / 16, "a line of text\r\n\r\nanother one.\r\n");
-    set("MINSIZE=1\nMAXSIZE=2\n");
+    std::string lines;
+    for (int i = 0; lines.size() < 3 * MEGABYTE - 40; i++) {
+        lines += std::to_string(i) + "\r\nx\r\n\r\n";
+    }
+    lines.insert(0, 3 * MEGABYTE - lines.size(), '-');
+    // From the first whole line on, without the lines of nothing.
+    std::istringstream tail(lines.substr(lines.find('\n', 2 * MEGABYTE) + 1));
+    std::string kept;
+    for (std::string line; std::getline(tail, line);) {
+        kept += line == "\r" ? "" : line + '\n';
+    }
+    set("MINSIZE=1\nMAXSIZE=3\n");
     put(LOG, lines);
     EXPECT_EQ(0, trim_log_file(log.c_str())); // exactly the limit
     put(LOG, "a" + lines);
     fs::rename(path("LOG"), path("AWAY"));
     EXPECT_EQ(0, trim_log_file(log.c_str())); // nowhere to put what is kept
-    EXPECT_EQ("a" + lines, content(LOG));
     fs::rename(path("AWAY"), path("LOG"));
-    EXPECT_EQ(1, trim_log_file(log.c_str()));
-    const std::string kept = content(LOG);
-    EXPECT_LE(kept.size(), MEGABYTE);
-    EXPECT_GT(kept.size(), MEGABYTE * 19 / 24 - 100);
-    EXPECT_TRUE(kept.starts_with('a')); // with the beginning of a line
-    // Lines of nothing are left out.
-    const std::string full = copies(MEGABYTE / 16, "a line of text\r\nanother one.\r\n");
-    EXPECT_TRUE(full.ends_with(kept));
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{MEGABYTE / 2, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(0, trim_log_file(log.c_str())); // no room for all of it
+    limit.rlim_cur = RLIM_INFINITY;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_TRUE("a" + lines == content(LOG));
     EXPECT_EQ(std::vector<std::string>{}, files("LOG"));
+    EXPECT_EQ(1, trim_log_file(log.c_str()));
+    EXPECT_TRUE(kept == content(LOG));
+    EXPECT_EQ(std::vector<std::string>{}, files("LOG"));
+    // On a file system of its own, which has no room for the copy, and then has.
+    const std::string logs = path("LOGS");
+    if (mount("none", logs.c_str(), "tmpfs", 0, "size=3500k") == 0) {
+        put(LOG, "a" + lines);
+        EXPECT_EQ(0, trim_log_file(log.c_str()));
+        EXPECT_TRUE("a" + lines == content(LOG));
+        EXPECT_EQ(0, mount("none", logs.c_str(), "tmpfs", MS_REMOUNT, "size=5m"));
+        EXPECT_EQ(1, trim_log_file(log.c_str()));
+        EXPECT_TRUE(kept == content(LOG));
+        EXPECT_EQ(0, umount(logs.c_str()));
+    }
+    set("");
+    for (const int beyond : {0, 1}) { // of 750 megabytes, when the settings say nothing
+        fs::resize_file(log, 750 * MEGABYTE + static_cast<size_t>(beyond));
+        EXPECT_EQ(beyond, trim_log_file(log.c_str()));
+    }
+    EXPECT_EQ(MEGABYTE - 511, content(LOG).size()); // less the piece of a line
 
     set("MINSIZE=0\nMAXSIZE=1\n");
     EXPECT_LE(writes_until_trimmed(), 501); // others of this process may have counted

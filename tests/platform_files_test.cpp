@@ -41,11 +41,16 @@ TEST_F(Files, AreFoundInAnyLetterCaseAndMadeAsNamed)
     EXPECT_EQ(Names{"Lists.Dat"}, files("Data/Raw"));
 
     // As it stands comes first.
-    put("Data/Raw/LISTS.DAT", "capitals");
-    EXPECT_EQ("capitals", seen("Data\\Raw\\LISTS.DAT"));
+    for (const std::string name : {"LISTS.DAt", "LISTS.DaT", "LISTS.DAT", "LISTs.DAT"}) {
+        put("Data/Raw/" + name, name);
+    }
+    EXPECT_EQ("LISTS.DAT", seen("Data\\Raw\\LISTS.DAT"));
     EXPECT_EQ("123456", seen("Data\\raw\\Lists.Dat"));
-    for (const bool is_there : {true, true, false})
+    EXPECT_EQ("LISTS.DAT", seen("Data\\raw\\lists.dat")) << "the first of several";
+    EXPECT_TRUE(file_is_there(path("Data\\raw\\lists.dat").c_str()));
+    for (const bool is_there : {true, true, true, true, true, false}) {
         EXPECT_EQ(is_there, file_delete(path("Data\\RAW\\LISTS.DAT").c_str()));
+    }
 
     EXPECT_TRUE(writes("Pending\\QLN.Txt", FILE_APPEND, "x"));
     EXPECT_FALSE(writes("MISSING\\QLN.TXT", FILE_APPEND, "x"));
@@ -74,17 +79,29 @@ TEST_F(Files, NoChangeIsEverMissed)
     // Of the same length and far more often than the file system's clock ticks, on one
     // that has no finer clock, where one can be had.
     const bool mounted = mount("none", path("mailin").c_str(), "ramfs", 0, nullptr) == 0;
-    for (const char *name : {"mailin/settings", "settings"})
+    for (const char *name : {"mailin/settings", "settings"}) {
         for (int i = 100; i < 400; i++) {
             put(name, "port=" + std::to_string(i));
             EXPECT_EQ("port=" + std::to_string(i), seen(name));
         }
+    }
     EXPECT_TRUE(!mounted || umount(path("mailin").c_str()) == 0);
     // Replaced whole, with the time of the one before.
     put("other", "port=999");
     fs::last_write_time(path("other"), fs::last_write_time(path("settings")));
     fs::rename(path("other"), path("settings"));
     EXPECT_EQ("port=999", seen("SETTINGS"));
+    // Changed in place with its time put back, and made, after both have stayed as they
+    // were for so long that they are trusted without a look.
+    const auto time = fs::last_write_time(path("settings"));
+    sleep_ms(4100);
+    EXPECT_EQ("port=999", seen("settings"));
+    EXPECT_EQ("-", seen("DATA/RAW/LIST.TXT"));
+    put("settings", "port=111");
+    fs::last_write_time(path("settings"), time);
+    put("DATA/RAW/list.txt", "made");
+    EXPECT_EQ("port=111", seen("settings"));
+    EXPECT_EQ("made", seen("DATA/RAW/LIST.TXT"));
     // Gone, and back under another spelling.
     fs::remove(path("settings"));
     EXPECT_EQ("-", seen("SETTINGS"));

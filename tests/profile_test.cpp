@@ -78,6 +78,8 @@ TEST_F(Profile, ValuesAreReadAsTheFaxServerWritesThem)
         EXPECT_EQ(one.number, number(one.section, one.key)) << one.key;
     }
     EXPECT_EQ("two", text("QLN", "name", 4));
+    holds("\xEF\xBB\xBF[QLN]\nname=behind a byte order mark\n");
+    EXPECT_EQ("behind a byte order mark", text("QLN", "name"));
 }
 
 TEST_F(Profile, AWriteChangesOneLineOnly)
@@ -93,6 +95,7 @@ TEST_F(Profile, AWriteChangesOneLineOnly)
         {"[QLN]\r\nKey = 1\r\nKEY=2\r\n", "3", "[QLN]\r\nKey =3\r\nKEY=2\r\n"},
         {"[QLN]\nkey=1", "", "[QLN]\nkey="},
         {"[QLN]\na=1", "2", "[QLN]\na=1\nkey=2\n"},
+        {"[QLN]\nkey=1\n", "\"2\"", "[QLN]\nkey=\"\"2\"\"\n"},
         {"[QLN]\nkey=1\n\377\xfe\n", " 2 ", "[QLN]\nkey=\" 2 \"\n\377\xfe\n"},
     };
     for (const auto &one : cases) {
@@ -118,6 +121,10 @@ TEST_F(Profile, AWriteKeepsOwnerModeLinkAndWhatAnotherHasWritten)
     put("real", "[QLN]\nkey=1\nother=2\n"); // within the same event
     EXPECT_TRUE(write("key", "2"));
     EXPECT_EQ("[QLN]\nkey=2\nother=2\n", content("real"));
+    EXPECT_EQ("2", text("QLN", "key"));
+    put("real", "[QLN]\nkey=3\nother=2\n");
+    EXPECT_TRUE(write("key", "2")); // what it held when it was last read
+    EXPECT_EQ("[QLN]\nkey=2\nother=2\n", content("real"));
     EXPECT_EQ(0, stat(path("real").c_str(), &after));
     EXPECT_EQ(before.st_mode, after.st_mode);
     EXPECT_EQ(before.st_uid, after.st_uid);
@@ -133,8 +140,9 @@ TEST_F(Profile, TwoWritersLoseNothingAndAReaderNeverSeesHalf)
     for (const std::string writer : {"a", "b"}) {
         if (fork() == 0) {
             bool written = true;
-            for (int key = 0; key < KEYS; key++)
+            for (int key = 0; key < KEYS; key++) {
                 written = write(writer + std::to_string(key), "1") && written;
+            }
             _exit(written ? 0 : 1);
         }
     }
@@ -158,5 +166,18 @@ TEST_F(Profile, AnothersLockIsNotWaitedForForEver)
     ASSERT_EQ(0, flock(other, LOCK_EX));
     EXPECT_FALSE(write("key", "2"));
     EXPECT_EQ(1, number("QLN", "key")) << "reading waits for nobody";
+
+    // Nor does it help who waited that the file which was locked has been replaced.
+    const pid_t writer = fork();
+    if (writer == 0) {
+        _exit(write("key", "2") ? 0 : 1);
+    }
+    sleep_ms(100);
+    put("new", "[QLN]\nkey=3\nmore=4\n");
+    fs::rename(path("new"), path(SETTINGS));
     close(other);
+    int status = -1;
+    EXPECT_EQ(writer, waitpid(writer, &status, 0));
+    EXPECT_EQ(0, status);
+    EXPECT_EQ("[QLN]\nkey=2\nmore=4\n", content(SETTINGS));
 }

@@ -20,14 +20,16 @@ class ListenAddresses : public Installation
     void SetUp() override
     {
         home_ = open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);
-        if (unshare(CLONE_NEWNET) != 0)
+        if (unshare(CLONE_NEWNET) != 0) {
             GTEST_SKIP() << "no network of its own without the right to make one";
+        }
         for (const char *words :
              {"link set lo up", "link add v0 type veth peer name v1",
               "link add w0 type veth peer name w1", "addr add 192.168.66.1/24 dev w0",
               "link set w0 up", "addr add 192.168.66.2/24 dev w1", "link set v0 up",
-              "link set v1 up"})
+              "link set v1 up"}) {
             ip(words);
+        }
     }
     void TearDown() override
     {
@@ -60,8 +62,9 @@ class ListenAddresses : public Installation
         for (const char *server :
              {"127.0.0.1", "127.0.0.5", "192.168.77.5", "192.168.77.6"}) {
             Client client = connect_from("0.0.0.0", server);
-            if (client.socket() >= 0 && client.hears().starts_with("220 "))
+            if (client.socket() >= 0 && client.hears().starts_with("220 ")) {
                 reached.emplace_back(server);
+            }
         }
         EXPECT_EQ(reachable, reached);
         EXPECT_EQ(0, stop());
@@ -121,11 +124,13 @@ TEST_F(Sockets, ABurstIsGreetedWholeAfterAStopOfTheProcess)
     kill(process(), SIGSTOP); // everybody is there before the first is accepted
     std::vector<Client> clients;
     clients.reserve(400);
-    for (int i = 0; i < 400; i++)
+    for (int i = 0; i < 400; i++) {
         clients.push_back(connect_from());
+    }
     kill(process(), SIGCONT);
-    for (Client &client : clients)
+    for (Client &client : clients) {
         ASSERT_TRUE(client.hears().starts_with("220 "));
+    }
     EXPECT_EQ("250 OK\r\n", before.asks("NOOP"));
     EXPECT_TRUE(logs("SMTP: [401] connections active"));
 }
@@ -138,13 +143,15 @@ TEST_F(Sockets, WhenDescriptorsRunOutTheRestWaits)
     for (int occurrence = 0; occurrence < 2; occurrence++) {
         std::vector<Client> clients;
         clients.reserve(LIMIT + 10);
-        for (size_t i = 0; i < LIMIT + 10; i++)
+        for (size_t i = 0; i < LIMIT + 10; i++) {
             clients.push_back(connect_from());
+        }
         ASSERT_TRUE(logs(broken));
         size_t greeted = 0;
         while (greeted < clients.size() &&
-               clients[greeted].hears(300).starts_with("220 "))
+               clients[greeted].hears(300).starts_with("220 ")) {
             greeted++;
+        }
         ASSERT_GT(greeted, LIMIT / 3);
         ASSERT_LT(greeted, LIMIT);
         EXPECT_TRUE(clients[0].asks("HELO pc").starts_with("250 ")) << "sessions go on";
