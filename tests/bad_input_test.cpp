@@ -2,7 +2,10 @@
 
 #include "installation.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -41,6 +44,50 @@ TEST_F(Installation, AConnectionMayBreakAtAnyByte)
     forget_log();
     const Client next = greeted();
     EXPECT_TRUE(logs("SMTP: [1] connection active"));
+}
+
+// A pipe where a list or the log is expected, little room for files and descriptors, and
+// output that nobody reads.
+TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
+{
+    settings("ACCEPTVALIDADDRESSONLY=1\r\n");
+    for (const char *name :
+         {"output", "DATA/RAW/VALIDIPADDRESSES.TXT", "DATA/RAW/DOMAIN.DAT"}) {
+        ASSERT_EQ(0, mkfifo(path(name).c_str(), 0600));
+    }
+    const int output = open(path("output").c_str(), O_RDONLY | O_NONBLOCK);
+    start({"prlimit", "--nofile=40:400", "--fsize=1000000", "sh", "-c",
+           "exec \"$@\" >output", "sh"});
+    EXPECT_EQ("503 ", connect_from().hears().substr(0, 4));
+    settings("USEDOMAINS=1\r\nFULLDETAIL=1\r\n");
+    std::vector<Client> many;
+    many.reserve(60);
+    for (int i = 0; i < 60; i++) {
+        many.push_back(greeted());
+    }
+    Client &client = many.back();
+    const auto pages = [this] {
+        return std::stoul(slurp("/proc/" + std::to_string(process()) + "/statm"));
+    };
+    const size_t before = pages();
+    const std::string mail = "MAIL FROM:<" + copies(400, "s") + "@any.example>\r\n";
+    for (int i = 0; i < 100; i++) { // some 2 KB of output each, 100 at a time
+        client.says(copies(100, mail));
+        for (int reply = 0; reply < 100; reply++) {
+            ASSERT_EQ("250 OK\r\n", client.hears());
+        }
+    }
+    EXPECT_LT(pages() - before, 10U << 20 >> 12) << "output that waits is bounded";
+    close(output);
+    client.asks("DATA");
+    EXPECT_EQ("451 ",
+              client.asks(copies(20000, copies(60, "x") + "\n") + ".").substr(0, 4));
+    fs::rename(path("LOGS/QLNSMTP.TXT"), path("LOGS/old"));
+    ASSERT_EQ(0, mkfifo(path("LOGS/QLNSMTP.TXT").c_str(), 0600));
+    for (const char *line : {"MAIL FROM:<a@any.example>", "DATA", "text\r\n."}) {
+        EXPECT_NE("", client.asks(line)) << line;
+    }
+    EXPECT_EQ("text\r\n", text_of(spooled(".txt")));
 }
 
 TEST_F(Installation, AMessageThatCannotBeStoredIsNotAccepted)
