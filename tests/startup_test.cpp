@@ -116,3 +116,27 @@ TEST_F(Startup, AnInstallationInSmallLettersIsServedAsItStands)
     EXPECT_EQ(Lines{"qlnsmtp.txt"}, files("logs"));
     EXPECT_TRUE(content("logs/qlnsmtp.txt").starts_with("old\r\n\r\n\r\n"));
 }
+
+TEST_F(Startup, ServesTheDirectoryOfItsCommandLineAndRefusesOtherWords)
+{
+    const struct {
+        std::string command, says;
+        int code;
+    } lines[] = {
+        {QLNSMTPD " --version", "qlnsmtpd (Quillon SMTP server) 2.61.00\n", 0},
+        {QLNSMTP_CHECK " -V", "qlnsmtp-check (Quillon SMTP server) 2.61.00\n", 0},
+        {QLNSMTPD " --help", "Usage: qlnsmtpd [OPTION]... [DIRECTORY]\n", 0},
+        {QLNSMTPD " --port=25", "unrecognized option '--port=25'\n", 2},
+        {QLNSMTPD " . ..", "not '..' as well\nTry 'qlnsmtpd --help'", 2},
+        {QLNSMTP_CHECK " -x .", "invalid option -- 'x'\n", 2},
+        {QLNSMTP_CHECK, "which installation directory?\n", 2},
+        {QLNSMTPD " ''", "cannot enter '': No such file or directory\n", 1},
+    };
+    for (const auto &[command, says, code] : lines) {
+        const int status = system((command + " >" + path("said") + " 2>&1").c_str());
+        EXPECT_EQ(code, WEXITSTATUS(status)) << command;
+        EXPECT_NE(std::string::npos, content("said").find(says)) << content("said");
+    }
+    start({"sh", "-c", "cd / && exec \"$0\" " + path("")});
+    EXPECT_EQ(0, stop());
+}

@@ -1,20 +1,31 @@
-// qlnsmtp-check DIRECTORY [--address A.B.C.D]: tells an operator what the server would
-// make of an installation directory, and changes nothing there.
+// qlnsmtp-check: tells an operator what the server would make of an installation
+// directory.
 #include "check/checks.h"
 
-#include "check/findings.h"
+#include "base/gateway.h"
 #include "base/settings.h"
+#include "check/findings.h"
+#include "platform/command_line.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <string_view>
+#include <iterator>
 
 namespace
 {
 
-constexpr char USAGE[] = "usage: qlnsmtp-check DIRECTORY [--address A.B.C.D]\n";
 constexpr int CANNOT_TELL = 2;
+
+constexpr char USAGE[] =
+    "[OPTION]... DIRECTORY\n"
+    "Tells what the server makes of an installation directory, and changes nothing "
+    "there.\n"
+    "The exit status is 0 without findings, 1 with warnings and 2 with errors.\n";
+
+const char *address;
+
+constexpr CommandOption OPTIONS[] = {
+    {'a', "address", "A.B.C.D", "say whether this client would be let in, and why",
+     &address},
+};
 
 int check_all()
 {
@@ -31,20 +42,20 @@ int check_all()
 
 int main(int argc, char **argv)
 {
-    if (argc == 2 && std::string_view(argv[1]) == "--help") {
-        fputs(USAGE, stdout);
-        return 0;
+    CommandLine line{"qlnsmtp-check", PROGRAM_VERSION,
+                     USAGE,           nullptr,
+                     OPTIONS,         static_cast<int>(std::size(OPTIONS))};
+    const int answer = read_command_line(&line, argc, argv);
+    if (answer != COMMAND_LINE_READ) {
+        return answer;
     }
-    bool asks_about_client = argc == 4 && std::string_view(argv[2]) == "--address";
-    if (argc != 2 && !asks_about_client) {
-        fputs(USAGE, stderr);
-        return CANNOT_TELL;
+    if (line.operand == nullptr) {
+        return refuse_command_line(line, "which installation directory?");
     }
-    if (chdir(argv[1]) != 0) {
-        perror(argv[1]);
+    if (!enter_directory(line, line.operand)) {
         return CANNOT_TELL;
     }
 
     settings_locate();
-    return asks_about_client ? explain_client(argv[3]) : check_all();
+    return address != nullptr ? explain_client(address) : check_all();
 }
