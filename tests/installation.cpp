@@ -199,10 +199,10 @@ void Installation::launch(const std::vector<std::string> &prefix)
     }
 }
 
-int Installation::start_and_wait()
+int Installation::start_and_wait(const std::vector<std::string> &prefix)
 {
     const pid_t other = process_;
-    launch();
+    launch(prefix);
     const int code = stop(0);
     process_ = other;
     return code;

@@ -88,7 +88,7 @@ class Installation : public testing::Test
     // Starts it and leaves it at that.
     void launch(const std::vector<std::string> &prefix = {});
     // Starts it for a start that fails: its exit code.
-    int start_and_wait();
+    int start_and_wait(const std::vector<std::string> &prefix = {});
     // Sends the signal and waits for the end: the exit code, -1 when it had to be killed.
     int stop(int signal = 15);
     pid_t process() const

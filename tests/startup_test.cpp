@@ -3,10 +3,14 @@
 #include "installation.h"
 
 #include <csignal>
+#include <cstddef>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+
+#include <sys/socket.h>
+#include <sys/un.h>
 
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
@@ -139,4 +143,66 @@ TEST_F(Startup, ServesTheDirectoryOfItsCommandLineAndRefusesOtherWords)
     }
     start({"sh", "-c", "cd / && exec \"$0\" " + path("")});
     EXPECT_EQ(0, stop());
+}
+
+// What stands in for the service manager: it waits for datagrams.
+class Manager
+{
+  public:
+    explicit Manager(const std::string &path)
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        const timeval wait{5, 0};
+        setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+        bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    }
+    ~Manager()
+    {
+        close(socket_);
+    }
+    std::string hears() const
+    {
+        char bytes[256];
+        const ssize_t size = recv(socket_, bytes, sizeof bytes, 0);
+        return size < 0 ? "nothing" : std::string(bytes, static_cast<size_t>(size));
+    }
+
+  private:
+    int socket_ = socket(AF_UNIX, SOCK_DGRAM, 0);
+};
+
+TEST_F(Startup, TheServiceManagerHearsOfReadinessOfLifeAndOfTheEnd)
+{
+    settings("SocketTimeout=0\r\n"); // no timer wakes the loop
+    const Manager manager(path("manager"));
+    const std::string address = "NOTIFY_SOCKET=" + path("manager");
+    start({"env", address});
+    EXPECT_EQ(0, stop());
+    EXPECT_EQ("READY=1\nSTATUS=Listening on [ALL ADDRESSES], port [" +
+                  std::to_string(port_) + "]",
+              manager.hears());
+    EXPECT_EQ("STOPPING=1", manager.hears());
+
+    launch({"env", address, "WATCHDOG_USEC=400000"});
+    EXPECT_TRUE(manager.hears().starts_with("READY=1"));
+    for (int i = 0; i < 4; i++) {
+        EXPECT_EQ("WATCHDOG=1", manager.hears());
+    }
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(Startup, TheJournalGetsPrioritiesAndNoTimeStampOfOurs)
+{
+    start();
+    EXPECT_EQ(1, start_and_wait({"sh", "-c",
+                                 "exec 2>&1; JOURNAL_STREAM=$(stat -Lc %d:%i "
+                                 "/proc/self/fd/2) exec \"$0\""}));
+    const std::string said = content("stdout");
+    EXPECT_EQ(0U, said.find("<3>Quillon Email-to-Fax SMTP gateway: The Quillon SMTP "
+                            "server cannot be started at this time. It is not able"));
+    EXPECT_NE(std::string::npos, said.find(" Fax Server \n<6>SMTP: Server operations "
+                                           "started...\n<6>SMTP: POSIX sockets\n"
+                                           "<3>SMTP: Error - Unable to create"));
 }

@@ -42,7 +42,8 @@ bool read_whole(FileHandle file, char *bytes, size_t size)
 
 bool out_of_memory()
 {
-    log_line("***WARNING*** - IP Address validation - Insufficient memory to load file");
+    log_line(WEIGHT_FAILURE,
+             "***WARNING*** - IP Address validation - Insufficient memory to load file");
     return false;
 }
 
@@ -52,8 +53,10 @@ bool load_list()
     char path[PATH_SIZE];
     path_below(path, sizeof path, LIST_FILE);
     if (!does_file_exist(path)) {
-        log_line("***WARNING*** - IP Address validation file cannot be found");
-        log_line("***WARNING*** - IP Address validation cannot be performed...");
+        log_line(WEIGHT_FAILURE,
+                 "***WARNING*** - IP Address validation file cannot be found");
+        log_line(WEIGHT_FAILURE,
+                 "***WARNING*** - IP Address validation cannot be performed...");
         return false;
     }
 
@@ -65,13 +68,15 @@ bool load_list()
 
     FileHandle file = file_open(path, FILE_READ);
     if (file == NO_FILE) {
-        log_line("***WARNING*** - IP Address validation - Unable to open file");
+        log_line(WEIGHT_FAILURE,
+                 "***WARNING*** - IP Address validation - Unable to open file");
         return false;
     }
     bool whole = read_whole(file, content.get(), size);
     file_close(file);
     if (!whole) {
-        log_line("***WARNING*** - IP Address validation - Unable to read file");
+        log_line(WEIGHT_FAILURE,
+                 "***WARNING*** - IP Address validation - Unable to read file");
         return false;
     }
 
@@ -104,7 +109,8 @@ int validate_ip_address(const char *address)
 
     // A malformed entry has broken the check off: that is not reported.
     if (accepted.table.ending != SCAN_AT_MALFORMED)
-        log_stamped("SMTP : Connection refused from [%s] - no matching validation entry",
+        log_stamped(WEIGHT_WARNING,
+                    "SMTP : Connection refused from [%s] - no matching validation entry",
                     address);
     return 0;
 }

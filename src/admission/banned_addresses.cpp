@@ -61,7 +61,7 @@ int is_banned_ip_address(const char *address)
 
     char line[ENTRY_TEXT_SIZE];
     entry_text(entry, line);
-    log_stamped("SMTP DEBUG: connection broken by %s entry [%s]", kind_name(entry.kind),
-                line);
+    log_stamped(WEIGHT_WARNING, "SMTP DEBUG: connection broken by %s entry [%s]",
+                kind_name(entry.kind), line);
     return 1;
 }

@@ -1,5 +1,8 @@
 #include "check/findings.h"
 
+#include "platform/service.h"
+#include "platform/weight.h"
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -7,6 +10,7 @@ namespace
 {
 
 constexpr const char *SEVERITY_NAMES[] = {"note", "warning", "error"};
+constexpr Weight WEIGHTS[] = {WEIGHT_NOTE, WEIGHT_WARNING, WEIGHT_FAILURE};
 constexpr int TEXT_SIZE = 1024;
 
 int worst;
@@ -32,6 +36,8 @@ void report(Severity severity, const char *file, int line, const char *format, .
 
     if (severity > worst)
         worst = severity;
+    if (journal_takes_output())
+        printf("<%d>", WEIGHTS[severity]);
     if (file != nullptr && line > 0)
         printf("%s:%d: ", file, line);
     else if (file != nullptr)

@@ -133,7 +133,7 @@ bool listen_at(char *address, const HostAddresses &host)
     if (!socket_bind(gateway.listener, local,
                      static_cast<uint16_t>(gateway.listen_port))) {
         give_up();
-        log_stamped("SMTP: Error - Unable to create named socket");
+        log_stamped(WEIGHT_FAILURE, "SMTP: Error - Unable to create named socket");
         log_flush();
         message_box(nullptr, PORT_TEXT, PORT_CAPTION, BOX_EXCLAMATION | BOX_SYSTEM_MODAL);
         return false;
@@ -141,8 +141,8 @@ bool listen_at(char *address, const HostAddresses &host)
     if (!socket_listen(gateway.listener, BACKLOG)) {
         const int error = socket_last_error();
         give_up();
-        log_stamped("SMTP: Error - cant listen");
-        log_line("TCP ERROR = %d", error);
+        log_stamped(WEIGHT_FAILURE, "SMTP: Error - cant listen");
+        log_line(WEIGHT_FAILURE, "TCP ERROR = %d", error);
         return false;
     }
     return true;
@@ -155,10 +155,10 @@ void set_socket_buffers(Socket socket)
     char stamp[STAMP_SIZE];
     log_timestamp(stamp);
     if (!socket_set_receive_buffer(socket, BUFFER_SIZE)) {
-        log_line("%s KORD: socket receive buffer setting failed", stamp);
+        log_line(WEIGHT_WARNING, "%s KORD: socket receive buffer setting failed", stamp);
     }
     if (!socket_set_send_buffer(socket, BUFFER_SIZE)) {
-        log_line("%s KORD: socket send buffer setting failed", stamp);
+        log_line(WEIGHT_WARNING, "%s KORD: socket send buffer setting failed", stamp);
     }
 }
 
@@ -181,14 +181,14 @@ int start_listener(char *address)
     gateway.listener = socket_create();
     if (gateway.listener == NO_SOCKET) {
         give_up();
-        log_stamped("SMTP: Aborting, unable to create socket");
+        log_stamped(WEIGHT_FAILURE, "SMTP: Aborting, unable to create socket");
         return -1;
     }
     set_socket_buffers(gateway.listener);
     if (!socket_register(gateway.listener, gateway.socketWindow, SOCKET_EVENT,
                          EVENT_MASK)) {
         give_up();
-        log_stamped("SMTP: Error - WSAAsyncSelect failed");
+        log_stamped(WEIGHT_FAILURE, "SMTP: Error - WSAAsyncSelect failed");
         return -1;
     }
 

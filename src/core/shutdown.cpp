@@ -4,6 +4,7 @@
 #include "base/resource_ids.h"
 #include "base/sessions.h"
 #include "log/activity_log.h"
+#include "platform/service.h"
 
 void close_down()
 {
@@ -19,6 +20,7 @@ void close_down()
 
 void stop_serving()
 {
+    service_is_stopping();
     if (gateway.timer != 0) {
         timer_stop(gateway.timer);
         gateway.timer = 0;

@@ -65,9 +65,10 @@ bool is_accepted(ClientSession *session)
         return true;
     }
     log_stamped(
+        WEIGHT_WARNING,
         "SMTP: [%s] This IP address NOT identified in the valid IP ranges file...",
         session->peerText);
-    log_stamped("SMTP: Mail REFUSED from unvalidated address of [%s]...",
+    log_stamped(WEIGHT_WARNING, "SMTP: Mail REFUSED from unvalidated address of [%s]...",
                 session->peerText);
     refuse(session, NOT_VALID);
     return false;
@@ -79,9 +80,11 @@ bool is_banned(ClientSession *session)
         is_banned_ip_address(session->peerText) != 1) {
         return false;
     }
-    log_stamped("SMTP: [%s] Senders IP address identified on banned list...",
+    log_stamped(WEIGHT_WARNING,
+                "SMTP: [%s] Senders IP address identified on banned list...",
                 session->peerText);
-    log_stamped("SMTP: Connection broken by invalidated IP identification...");
+    log_stamped(WEIGHT_WARNING,
+                "SMTP: Connection broken by invalidated IP identification...");
     refuse(session, UNWANTED);
     return true;
 }
@@ -103,7 +106,7 @@ void accept_client(Socket listener)
     ClientSession *session = session_alloc();
     if (session == nullptr) {
         if (!out_of_memory) {
-            log_stamped("SMTP: Out of memory");
+            log_stamped(WEIGHT_FAILURE, "SMTP: Out of memory");
         }
         out_of_memory = true;
         socket_rest(listener);
@@ -113,7 +116,8 @@ void accept_client(Socket listener)
     const Socket socket =
         socket_accept(listener, session->peerText, sizeof session->peerText);
     if (socket == NO_SOCKET) {
-        log_stamped("SMTP: [%s] - Connection broken...", session->peerText);
+        log_stamped(WEIGHT_FAILURE, "SMTP: [%s] - Connection broken...",
+                    session->peerText);
         session_release(session);
         return;
     }

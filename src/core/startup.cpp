@@ -2,12 +2,13 @@
 
 #include "admission/accepted_addresses.h"
 #include "base/gateway.h"
-#include "core/listener.h"
-#include "core/main_window.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "core/listener.h"
+#include "core/main_window.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
+#include "platform/service.h"
 #include "spool/leftovers.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
@@ -64,7 +65,7 @@ void start_timer()
     }
     gateway.timer = timer_start(gateway.mainWindow, TIMER_PERIOD);
     if (gateway.timer == 0) {
-        log_stamped("SMTP: Could not get timer - no inactivity timeout");
+        log_stamped(WEIGHT_FAILURE, "SMTP: Could not get timer - no inactivity timeout");
         return;
     }
     if (gateway.inactivity_timeout != 0) {
@@ -108,6 +109,7 @@ bool start()
     log_leftovers();
     log_flush();
     close_requests_go_to(gateway.mainWindow);
+    service_is_ready(gateway.status_text);
     cursor_show_waiting(false);
     return true;
 }

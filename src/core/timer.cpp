@@ -107,7 +107,7 @@ void sweep()
         if (!has_expired(session)) {
             continue;
         }
-        log_stamped("SMTP: [%s] Socket timeout expired - closing socket",
+        log_stamped(WEIGHT_WARNING, "SMTP: [%s] Socket timeout expired - closing socket",
                     session->peerText);
         body_abandon(session);
         spool_files_remove(session->mail); // not logged, as Disconnect would

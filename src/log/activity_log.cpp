@@ -71,6 +71,23 @@ void check_size()
     }
 }
 
+void write_formatted(Weight weight, const char *format, va_list arguments)
+{
+    char text[LOG_TEXT_SIZE];
+    format_arguments(text, sizeof text, format, arguments);
+    log_write(text, weight);
+}
+
+void write_stamped(Weight weight, const char *format, va_list arguments)
+{
+    log_timestamp(log_stamp);
+    char text[LOG_TEXT_SIZE];
+    const size_t stamp = copy_text(text, sizeof text, log_stamp);
+    text[stamp] = ' ';
+    format_arguments(text + stamp + 1, sizeof text - stamp - 1, format, arguments);
+    log_write(text, weight);
+}
+
 } // namespace
 
 void log_timestamp(char *buffer)
@@ -89,7 +106,7 @@ void log_timestamp(char *buffer)
     memcpy(buffer, stamp, sizeof stamp);
 }
 
-void log_write(char *text)
+void log_write(char *text, Weight weight)
 {
     Window *list = log_list();
     if (busy || list == nullptr) {
@@ -99,32 +116,41 @@ void log_write(char *text)
     check_size();
     add_line(text);
     if (text[0] != '\0' && read_setting("LOGONLY", 0) == 0) {
-        log_list_add(list, text);
+        log_list_add(list, text, weight);
     }
     busy = false;
 }
 
 void log_line(const char *format, ...)
 {
-    char text[LOG_TEXT_SIZE];
     va_list arguments;
     va_start(arguments, format);
-    format_arguments(text, sizeof text, format, arguments);
+    write_formatted(WEIGHT_NOTE, format, arguments);
     va_end(arguments);
-    log_write(text);
+}
+
+void log_line(Weight weight, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    write_formatted(weight, format, arguments);
+    va_end(arguments);
 }
 
 void log_stamped(const char *format, ...)
 {
-    log_timestamp(log_stamp);
-    char text[LOG_TEXT_SIZE];
-    const size_t stamp = copy_text(text, sizeof text, log_stamp);
-    text[stamp] = ' ';
     va_list arguments;
     va_start(arguments, format);
-    format_arguments(text + stamp + 1, sizeof text - stamp - 1, format, arguments);
+    write_stamped(WEIGHT_NOTE, format, arguments);
     va_end(arguments);
-    log_write(text);
+}
+
+void log_stamped(Weight weight, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    write_stamped(weight, format, arguments);
+    va_end(arguments);
 }
 
 void log_path(char *path, int size)

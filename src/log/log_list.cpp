@@ -53,13 +53,13 @@ Window *log_list()
     return dialog_item(gateway.statusWindow, CONTROL_LOG_LIST);
 }
 
-void log_list_add(Window *list, char *text)
+void log_list_add(Window *list, char *text, Weight weight)
 {
     if (list_count(list) > ENTRY_LIMIT) {
         list_delete_first(list);
     }
     text[strcspn(text, "\r\n")] = '\0';
-    list_append(list, text);
+    list_append(list, text, weight);
     show_newest(list);
     widen_list_extent(list, text);
 }

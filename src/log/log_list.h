@@ -1,6 +1,8 @@
 // The log list of the status window.
 #pragma once
 
+#include "platform/weight.h"
+
 struct Window;
 
 // The list, or null while there is no status window.
@@ -8,4 +10,4 @@ Window *log_list();
 
 // Appends the text up to its first CR or LF, cutting it there, and keeps the newest
 // entry in sight. The list holds at most 501 entries.
-void log_list_add(Window *list, char *text);
+void log_list_add(Window *list, char *text, Weight weight);

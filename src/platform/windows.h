@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "platform/resources.h"
+#include "platform/weight.h"
 
 struct Window; // a window, a dialog or a control; gone when destroyed
 
@@ -127,7 +128,7 @@ Window *dialog_item(Window *dialog, int id);
 // --- List box: entries in the order appended.
 
 int list_count(const Window *list);
-void list_append(Window *list, const char *text);
+void list_append(Window *list, const char *text, Weight weight = WEIGHT_NOTE);
 void list_delete_first(Window *list);
 void list_clear(Window *list);
 Rect list_entry_rect(const Window *list, int index);

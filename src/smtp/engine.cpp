@@ -117,7 +117,8 @@ bool lacks_authentication(const ClientSession *session)
 
 void refuse_unauthenticated(ClientSession *session, const char *code)
 {
-    log_stamped("AUTHENTICATION - MAIL FROM received without AUTHENTICATION, message "
+    log_stamped(WEIGHT_WARNING,
+                "AUTHENTICATION - MAIL FROM received without AUTHENTICATION, message "
                 "refused");
     send_directly(session, code, "Authentication required");
 }
@@ -135,7 +136,8 @@ void do_mail(ClientSession *session)
         handle_mail_from(session);
         return;
     }
-    log_stamped("SMTP: [%s] Received bad MAIL FROM command", session->peerText);
+    log_stamped(WEIGHT_WARNING, "SMTP: [%s] Received bad MAIL FROM command",
+                session->peerText);
     send_directly(session, "500 ", UNRECOGNIZED);
 }
 
@@ -150,7 +152,7 @@ void do_rcpt(ClientSession *session)
         handle_rcpt_to(session, recipient);
         return;
     }
-    log_stamped("SMTP: %d - [%s] Received bad RCPT TO command",
+    log_stamped(WEIGHT_WARNING, "SMTP: %d - [%s] Received bad RCPT TO command",
                 session->argument == nullptr ? 1 : 5, session->peerText);
     send_directly(session, "500 ", UNRECOGNIZED);
 }
@@ -158,14 +160,15 @@ void do_rcpt(ClientSession *session)
 void do_data(ClientSession *session)
 {
     if (lacks_authentication(session)) {
-        log_stamped("AUTHENTICATION - NOT received so message refused");
+        log_stamped(WEIGHT_WARNING, "AUTHENTICATION - NOT received so message refused");
         send_reply(session, "503 ", "Transaction failed - no Authentication provided");
         session_end(session);
         return;
     }
     if (!session->domainAccepted && read_setting("USEDOMAINS", 0) != 0) {
         spool_files_remove(session->mail);
-        log_stamped("DOMAIN CHECKING - NO valid recipient domain identified, message "
+        log_stamped(WEIGHT_WARNING,
+                    "DOMAIN CHECKING - NO valid recipient domain identified, message "
                     "refused");
         refuse_no_domain(session);
         if (session_is_open(session)) {

@@ -25,13 +25,14 @@ void do_rset(ClientSession *session)
 
 void refuse_vrfy(ClientSession *session)
 {
-    log_stamped("SMTP: [%s] Verify from client - REFUSED", session->peerText);
+    log_stamped(WEIGHT_WARNING, "SMTP: [%s] Verify from client - REFUSED",
+                session->peerText);
     send_reply(session, "502 ", "Sorry, VRFY command is not supported by this server");
 }
 
 void refuse_turn(ClientSession *session)
 {
-    log_stamped("SMTP: TURN command from client - REFUSED");
+    log_stamped(WEIGHT_WARNING, "SMTP: TURN command from client - REFUSED");
     send_reply(session, "502 ", "Sorry, TURN command not supported by this server");
 }
 

@@ -62,7 +62,7 @@ void bring_up_to_date(const FileContents &contents)
     try {
         table = read_domains({contents.bytes, contents.size}, contents.version);
     } catch (const std::bad_alloc &) {
-        log_stamped("SMTP: Out of memory");
+        log_stamped(WEIGHT_FAILURE, "SMTP: Out of memory");
     }
 }
 
@@ -72,7 +72,7 @@ int domain_is_accepted(const char *domain)
 {
     const FileContents contents = file_contents(DOMAINS_FILE);
     if (contents.bytes == nullptr) {
-        log_line("Unable to open Domains file to validate...");
+        log_line(WEIGHT_FAILURE, "Unable to open Domains file to validate...");
         return 1;
     }
     if (contents.version != table.version) {

@@ -20,7 +20,8 @@ void keep_undelivered(ClientSession *session)
         spool_files_remove(session->mail);
         return;
     }
-    log_stamped("SMTP: [%s] Message could not be handed over, it is kept in [%s] - %s",
+    log_stamped(WEIGHT_FAILURE,
+                "SMTP: [%s] Message could not be handed over, it is kept in [%s] - %s",
                 session->peerText, session->mail.spoolTemp, reason);
 }
 
@@ -42,7 +43,8 @@ bool give_final_name(ClientSession *session)
     if (!spool_sync_names(mail)) {
         // The fax server may have taken it already. Without a promise the client sends
         // it again: rather twice than never.
-        log_stamped("SMTP: [%s] Message was handed over, but could not be written "
+        log_stamped(WEIGHT_FAILURE,
+                    "SMTP: [%s] Message was handed over, but could not be written "
                     "through to the disk - %s [%s]",
                     session->peerText, file_failure(), mail.spoolText);
         return false;

@@ -48,11 +48,13 @@ bool log_if_left(const char *name, void *context)
         return true;
     }
     if (++listing->count > LINES_AT_MOST) {
-        log_stamped("SMTP: More files of unfinished messages are left in [%s]",
+        log_stamped(WEIGHT_WARNING,
+                    "SMTP: More files of unfinished messages are left in [%s]",
                     listing->directory);
         return false;
     }
-    log_stamped("SMTP: An unfinished message of an earlier run is left in [%s\\%s]",
+    log_stamped(WEIGHT_WARNING,
+                "SMTP: An unfinished message of an earlier run is left in [%s\\%s]",
                 listing->directory, name);
     return true;
 }

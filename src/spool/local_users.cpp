@@ -61,7 +61,7 @@ const UserTable &present_users()
         try {
             table = read_users(USERS_FILE, version);
         } catch (const std::bad_alloc &) {
-            log_stamped("SMTP: Out of memory");
+            log_stamped(WEIGHT_FAILURE, "SMTP: Out of memory");
         }
     }
     return table;

@@ -27,7 +27,7 @@ bool fits_log_line(const ClientSession *session, const char *token)
 
 void refuse_long_sender(ClientSession *session)
 {
-    log_stamped("SMTP: [%s] MAIL FROM refused, the address is too long",
+    log_stamped(WEIGHT_WARNING, "SMTP: [%s] MAIL FROM refused, the address is too long",
                 session->peerText);
     send_reply(session, "501 ", "Address too long");
 }

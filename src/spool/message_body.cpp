@@ -109,8 +109,8 @@ void body_failed(ClientSession *session, const char *reason)
 {
     MailTransaction &mail = session->mail;
     mail.storeFailed = true;
-    log_stamped("SMTP: [%s] Message could not be stored - %s [%s]", session->peerText,
-                reason, mail.spoolTemp);
+    log_stamped(WEIGHT_FAILURE, "SMTP: [%s] Message could not be stored - %s [%s]",
+                session->peerText, reason, mail.spoolTemp);
     empty_buffer();
     close_file(mail);
     file_delete_own(mail.spoolTemp);

@@ -20,7 +20,8 @@ constexpr size_t RECIPIENT_LIMIT = 510; // characters of the work buffer
 
 void refuse_long_recipient(ClientSession *session)
 {
-    log_stamped("SMTP: [%s] RCPT TO refused, the address is too long", session->peerText);
+    log_stamped(WEIGHT_WARNING, "SMTP: [%s] RCPT TO refused, the address is too long",
+                session->peerText);
     send_reply(session, "501 ", "Address too long");
 }
 

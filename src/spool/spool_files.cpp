@@ -55,8 +55,8 @@ bool write_through()
 
 void log_failure(const ClientSession *session)
 {
-    log_stamped("SMTP: [%s] Envelope could not be written - %s [%s]", session->peerText,
-                file_failure(), session->mail.spoolEnvelope);
+    log_stamped(WEIGHT_FAILURE, "SMTP: [%s] Envelope could not be written - %s [%s]",
+                session->peerText, file_failure(), session->mail.spoolEnvelope);
 }
 
 } // namespace
@@ -71,7 +71,8 @@ FileHandle spool_files_create(MailTransaction &mail, const char *directory_name)
         file = make_spool_file(directory, envelope, SPOOL_NAME_SIZE);
     }
     if (file == NO_FILE) {
-        log_line("FATAL ERROR - Unable to open output file for mail message...");
+        log_line(WEIGHT_FAILURE,
+                 "FATAL ERROR - Unable to open output file for mail message...");
         return NO_FILE;
     }
     mail = {};

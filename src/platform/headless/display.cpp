@@ -108,9 +108,9 @@ bool display_modal_changed(Window &dialog, bool running)
            (headless_operator.dialog != nullptr && headless_operator.dialog(dialog));
 }
 
-void display_list_appended(Window &list)
+void display_list_appended(Window &list, Weight weight)
 {
-    standard_output_line(list_entry(&list, list_count(&list) - 1));
+    standard_output_line(list_entry(&list, list_count(&list) - 1), weight);
 }
 
 void display_list_removed(Window &) {}
@@ -135,8 +135,7 @@ int display_message_box(Window *, const char *text, const char *caption, unsigne
     if (headless_operator.message_box != nullptr) {
         return headless_operator.message_box(text, caption, style);
     }
-    fprintf(stderr, "%s%s%s\n", caption != nullptr ? caption : "",
-            caption != nullptr ? ": " : "", text);
+    standard_error_box(caption, text);
     return BOX_NOT_SHOWN;
 }
 

@@ -1,10 +1,13 @@
 #include "platform/headless/standard_output.h"
 
+#include "platform/service.h"
+
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -109,12 +112,40 @@ bool is_control(const unsigned char *at, size_t length)
     return length == 2 && at[0] == 0xC2 && at[1] < 0xA0;
 }
 
+// "05 Jan, 2005 14:03:09 : " at the beginning, where it is.
+size_t stamp_length(const char *text)
+{
+    constexpr char SHAPE[] = "00 Aaa, 0000 00:00:00 : ";
+    for (size_t i = 0; SHAPE[i] != '\0'; i++) {
+        const int byte = static_cast<unsigned char>(text[i]);
+        const bool fits = SHAPE[i] == '0'   ? isdigit(byte) != 0
+                          : SHAPE[i] >= 'A' ? isalpha(byte) != 0
+                                            : byte == SHAPE[i];
+        if (!fits) {
+            return 0;
+        }
+    }
+    return sizeof SHAPE - 1;
+}
+
+// Every line gets one, so that no text of a client's can pass for it.
+void add_mark(Weight weight)
+{
+    waiting += '<';
+    waiting += static_cast<char>('0' + weight);
+    waiting += '>';
+}
+
 } // namespace
 
-void standard_output_line(const char *text)
+void standard_output_line(const char *text, Weight weight)
 {
     if (gone || text[0] == '\0') {
         return;
+    }
+    if (journal_takes_output()) {
+        add_mark(weight);
+        text += stamp_length(text);
     }
     const auto *at = reinterpret_cast<const unsigned char *>(text);
     for (;;) {
@@ -151,4 +182,23 @@ void standard_output_finish()
     if (!waiting.empty()) {
         write_waiting(LAST_WAIT);
     }
+}
+
+void standard_error_box(const char *caption, const char *text)
+{
+    std::string shown = caption != nullptr ? std::string(caption) + ": " + text : text;
+    if (journal_takes_errors()) {
+        // Lines of a paragraph become words of one line.
+        std::string line = "<" + std::to_string(WEIGHT_FAILURE) + ">";
+        for (const char byte : shown) {
+            const bool blank = byte == '\r' || byte == '\n' || byte == ' ';
+            if (!blank) {
+                line += byte;
+            } else if (line.back() != ' ') {
+                line += ' ';
+            }
+        }
+        shown = line;
+    }
+    fprintf(stderr, "%s\n", shown.c_str());
 }

@@ -167,7 +167,7 @@ bool display_modal_changed(Window &dialog, bool running)
     return true;
 }
 
-void display_list_appended(Window &list)
+void display_list_appended(Window &list, Weight)
 {
     refresh_list(list);
 }

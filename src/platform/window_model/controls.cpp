@@ -20,7 +20,7 @@ int list_count(const Window *list)
     return static_cast<int>(list->entry_count);
 }
 
-void list_append(Window *list, const char *text)
+void list_append(Window *list, const char *text, Weight weight)
 {
     if (list->entry_count == list->entries.size()) {
         // The ring is full or new: the oldest entry to the front, then room at the end.
@@ -33,7 +33,7 @@ void list_append(Window *list, const char *text)
     list->entry_count++;
     list->entries[place_in_ring(*list, list->entry_count - 1)] = text;
     list->appended++;
-    display_list_appended(*list);
+    display_list_appended(*list, weight);
 }
 
 void list_delete_first(Window *list)

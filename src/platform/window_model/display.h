@@ -1,6 +1,6 @@
 // What a display provides to the window model. One display is linked: headless or qt.
-// Every call is made on the program's thread, with records of platform/window_model/window.h
-// that the model has already brought up to date.
+// Every call is made on the program's thread, with records of
+// platform/window_model/window.h that the model has already brought up to date.
 #pragma once
 
 #include "platform/shell.h"
@@ -40,7 +40,7 @@ void display_menu_text_changed(Menu &menu, int item_id);
 bool display_modal_changed(Window &dialog, bool running);
 
 // List boxes.
-void display_list_appended(Window &list);
+void display_list_appended(Window &list, Weight weight);
 void display_list_removed(Window &list); // the oldest entry, or all of them
 void display_list_scrolled(Window &list);
 void display_list_extent_changed(Window &list);

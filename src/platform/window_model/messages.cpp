@@ -3,6 +3,7 @@
 #include "platform/clock.h"
 #include "platform/file_contents.h"
 #include "platform/posix/events.h"
+#include "platform/service.h"
 #include "platform/window_model/display.h"
 #include "platform/window_model/model.h"
 
@@ -116,7 +117,7 @@ bool next_message(Message *message)
             return true;
         }
         if (posted.empty()) { // a signal has been read as a message
-            display_wait(wait_until_timer());
+            display_wait(service_watchdog(wait_until_timer()));
         }
     }
 }
