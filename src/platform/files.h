@@ -75,6 +75,10 @@ bool file_sync_directory_of(const char *path);
 void directory_names(const char *path, bool (*tell)(const char *name, void *context),
                      void *context);
 
+// Makes a directory for its user and group, in one that is there. The server itself
+// never does. False when it cannot be made or a directory entry of that name is there.
+bool directory_make(const char *path);
+
 // False when there was no such file or it could not be deleted.
 bool file_delete(const char *path);
 
