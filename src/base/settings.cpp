@@ -5,6 +5,8 @@
 
 #include "platform/profile.h"
 
+#include <cassert>
+
 namespace
 {
 
@@ -25,39 +27,49 @@ void settings_flush()
     profile_flush(settings_path);
 }
 
-int read_setting(const char *key, int missing)
+int read_setting(Setting setting)
 {
-    return read_setting_of(SERVER_SECTION, key, missing);
+    assert(SETTING_ROWS[setting].number != NO_DEFAULT);
+    return read_setting_or(setting, SETTING_ROWS[setting].number);
 }
 
-int read_setting_of(const char *section, const char *key, int missing)
+int read_setting_or(Setting setting, int missing)
 {
-    return profile_int(section, key, missing, settings_path);
+    const SettingRow &row = SETTING_ROWS[setting];
+    return profile_int(row.section, row.key, missing, settings_path);
 }
 
-void read_setting_text(const char *key, const char *missing, char *text, int size)
+void read_setting_text(Setting setting, char *text, int size)
 {
-    profile_text(SERVER_SECTION, key, missing, text, size, settings_path);
+    const SettingRow &row = SETTING_ROWS[setting];
+    char number[24] = "";
+    if (row.kind != SETTING_IS_TEXT) {
+        format_text(number, sizeof number, "%d", row.number);
+    }
+    read_setting_text_or(setting, row.kind == SETTING_IS_TEXT ? row.text : number, text,
+                         size);
 }
 
-void write_setting(const char *key, const char *value)
+void read_setting_text_or(Setting setting, const char *missing, char *text, int size)
 {
-    write_setting_of(SERVER_SECTION, key, value);
+    const SettingRow &row = SETTING_ROWS[setting];
+    profile_text(row.section, row.key, missing, text, size, settings_path);
 }
 
-void write_setting_of(const char *section, const char *key, const char *value)
+void write_setting(Setting setting, const char *value)
 {
-    profile_write(section, key, value, settings_path);
+    const SettingRow &row = SETTING_ROWS[setting];
+    profile_write(row.section, row.key, value, settings_path);
 }
 
-void write_setting_number(const char *key, long value)
+void write_setting_number(Setting setting, long value)
 {
     char text[24];
     format_text(text, sizeof text, "%ld", value);
-    write_setting(key, text);
+    write_setting(setting, text);
 }
 
 bool full_detail()
 {
-    return read_setting("FULLDETAIL", 0) != 0;
+    return read_setting(SETTING_FULLDETAIL) != 0;
 }

@@ -4,7 +4,7 @@
 // from the next read. The few values kept in memory are in base/gateway.h.
 #pragma once
 
-inline constexpr char SERVER_SECTION[] = "QLNSMTP";
+#include "base/settings_table.h"
 
 // Fixes the file's path from the working directory. Once, before any read.
 void settings_locate();
@@ -12,17 +12,21 @@ void settings_locate();
 // Makes the next reads see the file as it is on disk.
 void settings_flush();
 
-// The key's decimal value in the server's section, or `missing` without such a key.
-int read_setting(const char *key, int missing);
-int read_setting_of(const char *section, const char *key, int missing);
+// The setting's value as a number, or its default when the file has no such key.
+int read_setting(Setting setting);
 
-// Copies the key's text, cut to `size` - 1 bytes; `missing` without such a key.
-void read_setting_text(const char *key, const char *missing, char *text, int size);
+// The same with the caller's own default.
+int read_setting_or(Setting setting, int missing);
+
+// Copies the setting's value, or its default, as a text cut to `size` - 1 bytes.
+void read_setting_text(Setting setting, char *text, int size);
+
+// The same with the caller's own default.
+void read_setting_text_or(Setting setting, const char *missing, char *text, int size);
 
 // Adds or replaces one key. Failure is silent: no caller can act on it.
-void write_setting(const char *key, const char *value);
-void write_setting_of(const char *section, const char *key, const char *value);
-void write_setting_number(const char *key, long value);
+void write_setting(Setting setting, const char *value);
+void write_setting_number(Setting setting, long value);
 
 // Extra diagnostic lines are wanted in the log (FULLDETAIL).
 bool full_detail();

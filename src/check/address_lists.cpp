@@ -1,10 +1,10 @@
 // What the address lists mean, entry by entry, as the server's own reader sees them.
 #include "check/checks.h"
 
+#include "base/settings.h"
 #include "check/checked_list.h"
 #include "check/findings.h"
 #include "check/list_file.h"
-#include "base/settings.h"
 
 #include <algorithm>
 
@@ -43,8 +43,9 @@ void check_line_endings(const CheckedList &checked, const ListFile &file)
     LineCounter lines = count_lines(file);
     for (size_t lf = file.content.find('\n'); lf != std::string_view::npos;
          lf = file.content.find('\n', lf + 1)) {
-        if (lf > 0 && file.content[lf - 1] == '\r')
+        if (lf > 0 && file.content[lf - 1] == '\r') {
             continue;
+        }
         report(FOUND_ERROR, file.name, line_of(&lines, file.content.data() + lf),
                checked.list == ACCEPTED_LIST
                    ? "ends in LF alone: the server takes all up to the next CR for one "
@@ -61,24 +62,26 @@ void check_entry(const CheckedList &checked, const ListFile &file, int line,
     char text[ENTRY_TEXT_SIZE];
     entry_text(entry, text);
 
-    if (entry.trouble == TROUBLE_MALFORMED)
+    if (entry.trouble == TROUBLE_MALFORMED) {
         report(FOUND_ERROR, file.name, line, "[%s] is malformed and ends the check: %s",
                text, trouble_words(entry.trouble));
-    else if (checked.list == BANNED_LIST && text[0] == ';')
+    } else if (checked.list == BANNED_LIST && text[0] == ';') {
         report(FOUND_WARNING, file.name, line,
                "[%s] bans nobody: this list has no comments", text);
-    else if (entry.trouble != TROUBLE_NONE)
+    } else if (entry.trouble != TROUBLE_NONE) {
         report(FOUND_WARNING, file.name, line, "[%s] can match nobody: %s", text,
                trouble_words(entry.trouble));
-    else if (entry.kind == ENTRY_WILDCARD_RANGE && entry.box.low == Octets{0, 0, 0, 0})
+    } else if (entry.kind == ENTRY_WILDCARD_RANGE &&
+               entry.box.low == Octets{0, 0, 0, 0}) {
         report(FOUND_WARNING, file.name, line,
                "[%s] does not compare its lower address: it may let in more than meant",
                text);
-    else if (entry.kind == ENTRY_WILDCARD_RANGE &&
-             entry.box.high == Octets{255, 255, 255, 255})
+    } else if (entry.kind == ENTRY_WILDCARD_RANGE &&
+               entry.box.high == Octets{255, 255, 255, 255}) {
         report(FOUND_WARNING, file.name, line,
                "[%s] does not compare its upper address: it may let in more than meant",
                text);
+    }
 }
 
 // Counts the entries behind the end of the list. False when there are none.
@@ -91,12 +94,14 @@ bool report_unread(const CheckedList &checked, const ListFile &file, LineCounter
     for (const char *line = scan.next; line < end;) {
         const char *line_end = std::find(line, end, '\n');
         bool comment = checked.list == ACCEPTED_LIST && *line == ';';
-        if (*line != '\r' && *line != '\n' && !comment && count++ == 0)
+        if (*line != '\r' && *line != '\n' && !comment && count++ == 0) {
             first = line;
+        }
         line = line_end == end ? end : line_end + 1;
     }
-    if (count == 0)
+    if (count == 0) {
         return false;
+    }
     report(FOUND_WARNING, file.name, line_of(lines, first),
            "%d entr%s from here on %s never read: %s", count, count == 1 ? "y" : "ies",
            count == 1 ? "is" : "are", ending_words(scan.ending));
@@ -106,12 +111,13 @@ bool report_unread(const CheckedList &checked, const ListFile &file, LineCounter
 void check_list(const CheckedList &checked)
 {
     ListFile file = read_list_file(checked.file);
-    bool asked = read_setting(checked.setting, 0) != 0;
+    bool asked = read_setting(checked.setting) != 0;
     if (!file.there) {
-        if (asked && checked.list == ACCEPTED_LIST)
+        if (asked && checked.list == ACCEPTED_LIST) {
             report(FOUND_ERROR, file.name, 0, "is missing: every client is refused");
-        else if (asked)
+        } else if (asked) {
             report(FOUND_WARNING, file.name, 0, "is missing: nobody is banned");
+        }
         return;
     }
     check_line_endings(checked, file);
@@ -126,12 +132,14 @@ void check_list(const CheckedList &checked)
         useful += entry.trouble == TROUBLE_NONE;
         check_entry(checked, file, line, entry);
     }
-    if (!report_unread(checked, file, &lines, scan) && scan.ending == SCAN_AT_WILDCARD)
+    if (!report_unread(checked, file, &lines, scan) && scan.ending == SCAN_AT_WILDCARD) {
         report(FOUND_NOTE, file.name, line,
                "the first entry with a `*` ends the list: an entry below it would not be "
                "read");
-    if (asked && useful == 0 && checked.list == ACCEPTED_LIST)
+    }
+    if (asked && useful == 0 && checked.list == ACCEPTED_LIST) {
         report(FOUND_ERROR, file.name, 0, "lets nobody in: every client is refused");
+    }
 }
 
 } // namespace

@@ -1,10 +1,10 @@
 // One client's address, asked about as the server would.
 #include "check/checks.h"
 
+#include "base/settings.h"
 #include "check/checked_list.h"
 #include "check/findings.h"
 #include "check/list_file.h"
-#include "base/settings.h"
 
 #include <cstdio>
 
@@ -40,8 +40,9 @@ bool list_has(const CheckedList &checked, const char *verb, const char *address,
     AddressTable table;
     AddressEntry entry;
     const char *bytes = file.content.data();
-    if (!build_table(&table, checked.list, bytes, file.content.size()))
+    if (!build_table(&table, checked.list, bytes, file.content.size())) {
         return false;
+    }
     if (!find_entry(table, bytes, client, &entry)) {
         bool whole = table.ending == SCAN_AT_END;
         report(FOUND_NOTE, file.name, 0, "no entry %s %s%s%s", verb, address,
@@ -59,9 +60,11 @@ bool list_has(const CheckedList &checked, const char *verb, const char *address,
 
 bool is_asked(const CheckedList &checked)
 {
-    if (read_setting(checked.setting, 0) != 0)
+    if (read_setting(checked.setting) != 0) {
         return true;
-    report(FOUND_NOTE, checked.file, 0, "is not asked: %s is not set", checked.setting);
+    }
+    report(FOUND_NOTE, checked.file, 0, "is not asked: %s is not set",
+           SETTING_ROWS[checked.setting].key);
     return false;
 }
 
@@ -71,8 +74,7 @@ int explain_client(const char *address)
 {
     Octets client;
     if (!read_address(address, &client)) {
-        fprintf(stderr, "%s is no address of a client, as 192.168.1.20 is\n",
-                     address);
+        fprintf(stderr, "%s is no address of a client, as 192.168.1.20 is\n", address);
         return 2;
     }
 

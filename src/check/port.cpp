@@ -1,10 +1,10 @@
 // Whether the server could listen now.
 #include "check/checks.h"
 
-#include "check/findings.h"
 #include "base/gateway.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "check/findings.h"
 #include "platform/sockets.h"
 
 #include <cerrno>
@@ -19,21 +19,24 @@ constexpr int PORT_TEXT_SIZE = 256;
 uint32_t listening_address(char (&chosen)[ADDRESS_TEXT_SIZE])
 {
     chosen[0] = '\0';
-    if (read_setting("bind", 1) == 0)
+    if (read_setting(SETTING_BIND) == 0) {
         return ADDRESS_ANY;
-    if (read_setting_of("TCPIP", "USESAMEIPADDRESS", 0) != 0) {
-        read_setting_text("IPADDR", "127.0.0.1", chosen, sizeof chosen);
+    }
+    if (read_setting(SETTING_TCPIP_USESAMEIPADDRESS) != 0) {
+        read_setting_text_or(SETTING_IPADDR, "127.0.0.1", chosen, sizeof chosen);
         return address_from_text(chosen);
     }
 
     char name[HOST_NAME_SIZE] = "";
     uint32_t own = ADDRESS_NONE;
     int count = host_look_up(name, name, sizeof name, &own);
-    if (count == 0)
+    if (count == 0) {
         return address_from_text("127.0.0.1");
-    read_setting_text("IPADDR", "", chosen, sizeof chosen);
-    if (count == 1 && !equal_ignoring_case(chosen, "127.0.0.1"))
+    }
+    read_setting_text(SETTING_IPADDR, chosen, sizeof chosen);
+    if (count == 1 && !equal_ignoring_case(chosen, "127.0.0.1")) {
         return own;
+    }
     return chosen[0] != '\0' ? address_from_text(chosen) : ADDRESS_ANY;
 }
 
@@ -42,10 +45,11 @@ uint32_t listening_address(char (&chosen)[ADDRESS_TEXT_SIZE])
 void check_port()
 {
     char port_text[PORT_TEXT_SIZE];
-    read_setting_text("port", "25", port_text, sizeof port_text);
+    read_setting_text(SETTING_PORT, port_text, sizeof port_text);
     int port = text_to_number(port_text);
-    if (port < 1 || port > 65535)
+    if (port < 1 || port > 65535) {
         return; // reported with the settings
+    }
 
     char chosen[ADDRESS_TEXT_SIZE];
     uint32_t address = listening_address(chosen);

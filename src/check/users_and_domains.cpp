@@ -1,9 +1,9 @@
 // Local users that are never found, and domain lines that never match.
 #include "check/checks.h"
 
+#include "base/settings.h"
 #include "check/findings.h"
 #include "check/list_file.h"
-#include "base/settings.h"
 #include "platform/posix/profile_text.h"
 
 #include <charconv>
@@ -23,12 +23,15 @@ constexpr int MOST_USERS = 999;
 int user_number(std::string_view section)
 {
     constexpr size_t PREFIX = 4;
-    if (section.size() <= PREFIX || !profile_same_name(section.substr(0, PREFIX), "USER"))
+    if (section.size() <= PREFIX ||
+        !profile_same_name(section.substr(0, PREFIX), "USER")) {
         return -1;
+    }
 
     std::string_view digits = section.substr(PREFIX);
-    if (digits[0] == '0' && digits.size() > 1)
+    if (digits[0] == '0' && digits.size() > 1) {
         return -1;
+    }
     int number = -1;
     auto [end, error] = std::from_chars(digits.begin(), digits.end(), number);
     return error == std::errc() && end == digits.end() ? number : -1;
@@ -49,39 +52,45 @@ void check_users()
     std::vector<ProfileItem> items = profile_items(file.content);
 
     std::set<int> users;
-    for (const ProfileItem &item : items)
-        if (names_a_user(item))
+    for (const ProfileItem &item : items) {
+        if (names_a_user(item)) {
             users.insert(user_number(item.section));
+        }
+    }
 
     int looked_at = 0;
-    while (looked_at < MOST_USERS && users.contains(looked_at))
+    while (looked_at < MOST_USERS && users.contains(looked_at)) {
         looked_at++;
+    }
 
     LineCounter lines = count_lines(file);
     int last = -1;
     for (const ProfileItem &item : items) {
         int number = user_number(item.section);
-        if (!names_a_user(item) || number < looked_at || number == last)
+        if (!names_a_user(item) || number < looked_at || number == last) {
             continue;
+        }
         last = number;
         int line = line_of(&lines, item.key.data());
-        if (looked_at == MOST_USERS)
+        if (looked_at == MOST_USERS) {
             report(FOUND_WARNING, file.name, line,
                    "USER%d is never found: the last user looked at is USER%d", number,
                    MOST_USERS - 1);
-        else
+        } else {
             report(FOUND_WARNING, file.name, line,
                    "USER%d is never found: USER%d, which ends the search, has neither "
                    "FULLEMAIL nor ID",
                    number, looked_at);
+        }
     }
 }
 
 void check_domains()
 {
     ListFile file = read_list_file(DOMAINS_FILE);
-    if (!file.there && read_setting("USEDOMAINS", 0) != 0)
+    if (!file.there && read_setting(SETTING_USEDOMAINS) != 0) {
         report(FOUND_WARNING, file.name, 0, "is missing: every domain is accepted");
+    }
 
     int line = 0;
     for (std::string_view rest = file.content; !rest.empty();) {
@@ -92,17 +101,19 @@ void check_domains()
 
         size_t comma = text.rfind(',');
         std::string domain(text.substr(0, comma));
-        if (!domain.empty() && domain.back() == '\r')
+        if (!domain.empty() && domain.back() == '\r') {
             domain.pop_back();
+        }
         if (comma == std::string_view::npos && lf != std::string_view::npos &&
-            !domain.empty())
+            !domain.empty()) {
             report(FOUND_WARNING, file.name, line,
                    "[%s] never matches: there is no comma behind the domain",
                    domain.c_str());
-        else if (comma != std::string_view::npos &&
-                 domain.find_first_of(", ") != std::string::npos)
+        } else if (comma != std::string_view::npos &&
+                   domain.find_first_of(", ") != std::string::npos) {
             report(FOUND_WARNING, file.name, line,
                    "[%s], all before the last comma, is compared and matches no domain",
                    domain.c_str());
+        }
     }
 }

@@ -109,8 +109,8 @@ uint32_t choose_address(const HostAddresses &host, char *selected)
                     "Listening on [ALL ADDRESSES], port [%d]", gateway.listen_port);
         return ADDRESS_ANY;
     }
-    if (read_setting_of("TCPIP", "USESAMEIPADDRESS", 0) != 0) {
-        read_setting_text("IPADDR", "127.0.0.1", selected, ADDRESS_TEXT_SIZE);
+    if (read_setting(SETTING_TCPIP_USESAMEIPADDRESS) != 0) {
+        read_setting_text_or(SETTING_IPADDR, "127.0.0.1", selected, ADDRESS_TEXT_SIZE);
         return listen_on(address_from_text(selected), selected, PLAIN);
     }
     if (host.count == 0) {
@@ -128,7 +128,7 @@ uint32_t choose_address(const HostAddresses &host, char *selected)
 // Binds the socket to the chosen address and listens. False with the reason logged.
 bool listen_at(char *address, const HostAddresses &host)
 {
-    gateway.bind_mode = read_setting("bind", 1);
+    gateway.bind_mode = read_setting(SETTING_BIND);
     const uint32_t local = choose_address(host, address);
     if (!socket_bind(gateway.listener, local,
                      static_cast<uint16_t>(gateway.listen_port))) {

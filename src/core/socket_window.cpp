@@ -56,7 +56,7 @@ void refuse(ClientSession *session, const char *reason)
 
 bool is_accepted(ClientSession *session)
 {
-    if (read_setting("ACCEPTVALIDADDRESSONLY", 0) == 0) {
+    if (read_setting(SETTING_ACCEPTVALIDADDRESSONLY) == 0) {
         log_stamped("SMTP: Unvalidated connection from [%s] accepted...",
                     session->peerText);
         return true;
@@ -76,7 +76,7 @@ bool is_accepted(ClientSession *session)
 
 bool is_banned(ClientSession *session)
 {
-    if (read_setting("SMTPIPBLOCK", 0) == 0 ||
+    if (read_setting(SETTING_SMTPIPBLOCK) == 0 ||
         is_banned_ip_address(session->peerText) != 1) {
         return false;
     }

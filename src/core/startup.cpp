@@ -23,11 +23,11 @@ constexpr int PORT_TEXT_SIZE = 256;
 
 void read_start_settings()
 {
-    gateway.inactivity_timeout = read_setting("SmtpTimeout", 0);
-    gateway.socket_timeout = read_setting("SocketTimeout", 60);
+    gateway.inactivity_timeout = read_setting(SETTING_SMTPTIMEOUT);
+    gateway.socket_timeout = read_setting(SETTING_SOCKETTIMEOUT);
 
     char port[PORT_TEXT_SIZE];
-    read_setting_text("port", "25", port, sizeof port);
+    read_setting_text(SETTING_PORT, port, sizeof port);
     gateway.listen_port = text_to_number(port);
     gateway.shown_port = gateway.listen_port;
 }
@@ -52,9 +52,9 @@ bool create_main_window()
 
 void read_chosen_address()
 {
-    read_setting_text("IPADDR", "", gateway.selected_address, ADDRESS_TEXT_SIZE);
-    if (read_setting("USESAMEIPADDRESS", 0) != 0) {
-        write_setting("IPADDR", gateway.selected_address);
+    read_setting_text(SETTING_IPADDR, gateway.selected_address, ADDRESS_TEXT_SIZE);
+    if (read_setting(SETTING_USESAMEIPADDRESS) != 0) {
+        write_setting(SETTING_IPADDR, gateway.selected_address);
     }
 }
 
@@ -85,8 +85,8 @@ bool start()
 
     settings_locate();
     settings_flush();
-    write_setting("VERSION", PROGRAM_VERSION);
-    write_setting("BUILDDATE", PROGRAM_BUILD_DATE);
+    write_setting(SETTING_VERSION, PROGRAM_VERSION);
+    write_setting(SETTING_BUILDDATE, PROGRAM_BUILD_DATE);
     read_start_settings();
 
     if (!create_main_window()) {
@@ -95,7 +95,7 @@ bool start()
     set_tray_icon(gateway.mainWindow, TRAY_ADD, TIP_START);
     gateway.statusWindow =
         dialog_create(status_dialog, gateway.mainWindow, status_dialog_proc);
-    write_setting_number("HWND", window_number(gateway.statusWindow));
+    write_setting_number(SETTING_HWND, window_number(gateway.statusWindow));
 
     read_chosen_address();
     if (start_listener(gateway.selected_address) != 0) {

@@ -26,7 +26,7 @@ int32_t sweep_counter;
 
 bool bind_has_changed()
 {
-    return first_tick || read_setting("bind", 1) != gateway.bind_mode;
+    return first_tick || read_setting(SETTING_BIND) != gateway.bind_mode;
 }
 
 const char *listening_address()
@@ -45,8 +45,8 @@ void refresh_title()
     if (!bind_has_changed()) {
         return;
     }
-    gateway.bind_mode = read_setting("bind", 1);
-    gateway.shown_port = read_setting("port", 25);
+    gateway.bind_mode = read_setting(SETTING_BIND);
+    gateway.shown_port = read_setting(SETTING_PORT);
     form_status_text();
     if (gateway.statusWindow == nullptr) {
         return;
@@ -70,11 +70,11 @@ void report_listening()
     if (!bind_has_changed()) {
         return;
     }
-    gateway.bind_mode = read_setting("bind", 1);
+    gateway.bind_mode = read_setting(SETTING_BIND);
     if (gateway.bind_mode != 0) {
         if (gateway.selected_address[0] == '\0') {
-            read_setting_text("IPADDR", "127.0.0.1", gateway.selected_address,
-                              ADDRESS_TEXT_SIZE);
+            read_setting_text_or(SETTING_IPADDR, "127.0.0.1", gateway.selected_address,
+                                 ADDRESS_TEXT_SIZE);
         }
         log_stamped("SMTP: Server is listening on single selected IP address of %s on "
                     "port [%d]..",
@@ -115,10 +115,10 @@ void sweep()
     }
 }
 
-int read_number(const char *key, const char *missing)
+int read_text_as_number(Setting setting)
 {
     char text[NUMBER_TEXT_SIZE];
-    read_setting_text(key, missing, text, sizeof text);
+    read_setting_text(setting, text, sizeof text);
     return text_to_number(text);
 }
 
@@ -128,12 +128,12 @@ void read_settings_again()
     log_timestamp(log_stamp);
 
     // The listening socket stays: a new port counts in texts now, and at the next start.
-    const int port = read_number("port", "25");
+    const int port = read_text_as_number(SETTING_PORT);
     if (port != gateway.shown_port) {
         gateway.shown_port = port;
         log_line("%s SMTP: SMTP connections port RESET to Port %d ", log_stamp, port);
     }
-    const int timeout = read_number("SocketTimeout", "60");
+    const int timeout = read_text_as_number(SETTING_SOCKETTIMEOUT);
     if (timeout != gateway.socket_timeout) {
         gateway.socket_timeout = timeout;
         log_line("%s SMTP: Socket timeout RESET to %d second", log_stamp, timeout);

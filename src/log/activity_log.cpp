@@ -115,7 +115,7 @@ void log_write(char *text, Weight weight)
     busy = true;
     check_size();
     add_line(text);
-    if (text[0] != '\0' && read_setting("LOGONLY", 0) == 0) {
+    if (text[0] != '\0' && read_setting(SETTING_LOGONLY) == 0) {
         log_list_add(list, text, weight);
     }
     busy = false;

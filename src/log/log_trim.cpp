@@ -105,8 +105,8 @@ bool copy_tail(FileHandle log, FileHandle temporary)
 int trim_log_file(const char *path)
 {
     const int64_t size = file_size_of(path);
-    const int32_t kept = bytes_of(read_setting("MINSIZE", 1));
-    const int32_t limit = bytes_of(read_setting("MAXSIZE", 750));
+    const int32_t kept = bytes_of(read_setting(SETTING_MINSIZE));
+    const int32_t limit = bytes_of(read_setting(SETTING_MAXSIZE));
     // A cut point outside the file gives nothing sound to keep: it stays as it is.
     if (size < 0 || size <= limit || kept < 0 || kept >= size) {
         return 0;

@@ -18,7 +18,7 @@ constexpr char PLAIN_PROMPT[] = "334 Username";
 // Whether the log shall tell of the exchange.
 bool details_wanted()
 {
-    return read_setting_of("SMTPSRV", "SHOWAUTHENTICATEDETAILS", 0) != 0;
+    return read_setting(SETTING_SHOWAUTHENTICATEDETAILS) != 0;
 }
 
 // The session counts as authenticated from its first prompt on. False when the prompt
@@ -62,7 +62,7 @@ void decline(ClientSession *session)
 
 void handle_auth(ClientSession *session)
 {
-    if (read_setting("SMTPAUTHENTICATION", 0) == 0) {
+    if (read_setting(SETTING_SMTPAUTHENTICATION) == 0) {
         send_reply(session, "500 ", "SMTP AUTHENTICATION not required.");
         return;
     }

@@ -112,7 +112,7 @@ void helo_phase(ClientSession *session, const char *bytes, int count)
 
 bool lacks_authentication(const ClientSession *session)
 {
-    return !session->authenticated && read_setting("SMTPAUTHENTICATION", 0) != 0;
+    return !session->authenticated && read_setting(SETTING_SMTPAUTHENTICATION) != 0;
 }
 
 void refuse_unauthenticated(ClientSession *session, const char *code)
@@ -165,7 +165,7 @@ void do_data(ClientSession *session)
         session_end(session);
         return;
     }
-    if (!session->domainAccepted && read_setting("USEDOMAINS", 0) != 0) {
+    if (!session->domainAccepted && read_setting(SETTING_USEDOMAINS) != 0) {
         spool_files_remove(session->mail);
         log_stamped(WEIGHT_WARNING,
                     "DOMAIN CHECKING - NO valid recipient domain identified, message "

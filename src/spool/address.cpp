@@ -9,7 +9,6 @@
 namespace
 {
 
-constexpr char BAD_CHARACTERS[] = "!#$%^&*{}'?+=\\~`";
 constexpr char BAD_CHARACTERS_NOTED[] = "!#$%^&*{}'?+=`";
 constexpr int BAD_CHARACTERS_SIZE = 128;
 
@@ -116,9 +115,9 @@ void drop_comment(char *text)
 void drop_bad_characters(char *text)
 {
     char bad[BAD_CHARACTERS_SIZE];
-    read_setting_text("badaddrchars", BAD_CHARACTERS, bad, sizeof bad);
-    if (strcmp(bad, BAD_CHARACTERS) == 0) {
-        write_setting_of("Environment", "badaddrchars", BAD_CHARACTERS_NOTED);
+    read_setting_text(SETTING_BADADDRCHARS, bad, sizeof bad);
+    if (strcmp(bad, SETTING_ROWS[SETTING_BADADDRCHARS].text) == 0) {
+        write_setting(SETTING_ENVIRONMENT_BADADDRCHARS, BAD_CHARACTERS_NOTED);
     }
     for (const char *c = bad; *c != '\0'; c++) {
         remove_unless_all(text, *c);

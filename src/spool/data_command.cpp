@@ -33,8 +33,8 @@ void add_version_lines(ClientSession *session)
 {
     char version[SETTING_SIZE];
     char build_date[SETTING_SIZE];
-    read_setting_text("VERSION", "Unspecified", version, sizeof version);
-    read_setting_text("BUILDDATE", "Unspecified", build_date, sizeof build_date);
+    read_setting_text(SETTING_VERSION, version, sizeof version);
+    read_setting_text(SETTING_BUILDDATE, build_date, sizeof build_date);
 
     char header[HEADER_SIZE];
     const int length =

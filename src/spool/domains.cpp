@@ -89,7 +89,7 @@ const char *domain_of(const char *address)
 
 void check_domain(ClientSession *session, const char *whose, char *address)
 {
-    if (read_setting("USEDOMAINS", 0) == 0 || session->domainAccepted) {
+    if (read_setting(SETTING_USEDOMAINS) == 0 || session->domainAccepted) {
         return;
     }
     clean_address(address);

@@ -71,7 +71,7 @@ void log_address(const char *address, bool is_recipient)
 {
     log_stamped("***DEBUG** - %s email address received [%s]",
                 is_recipient ? "recipient" : "sender", address);
-    if (read_setting("usedomain", 0) != 0) {
+    if (read_setting(SETTING_USEDOMAIN) != 0) {
         log_stamped("***DEBUG** - A single domain is in use");
     } else {
         log_stamped("***DEBUG** - Multiple domains are in use");

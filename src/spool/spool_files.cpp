@@ -50,7 +50,7 @@ FileHandle make_spool_file(const char *directory, char *name, int size)
 
 bool write_through()
 {
-    return read_setting("SYNCSPOOL", 0) != 0;
+    return read_setting(SETTING_SYNCSPOOL) != 0;
 }
 
 void log_failure(const ClientSession *session)

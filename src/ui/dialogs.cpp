@@ -47,13 +47,13 @@ void fill_about_dialog(Window *window)
 void fill_configuration_dialog(Window *window)
 {
     char port[VALUE_SIZE];
-    read_setting_text("PORT", "25", port, sizeof port);
+    read_setting_text(SETTING_PORT, port, sizeof port);
     set_item_text(window, CONTROL_PORT, port);
 
     // Exactly 1 counts as one address here, any other value as all of them, although the
     // listener takes every value but 0 for one address.
     char bind[VALUE_SIZE];
-    read_setting_text("BIND", "1", bind, sizeof bind);
+    read_setting_text(SETTING_BIND, bind, sizeof bind);
     char description[DESCRIPTION_SIZE];
     if (text_to_number(bind) == 1) {
         format_text(description, sizeof description, ONE_ADDRESS_TEXT,

@@ -38,21 +38,21 @@ void move_to_saved_place(Window *window)
 {
     const Rect place = window_rect(window);
     const int missing = screen_width() / 3 * 2 - (place.right - place.left) / 2;
-    const int top = read_setting("TOP", missing);
-    const int left = read_setting("LEFT", missing);
+    const int top = read_setting_or(SETTING_TOP, missing);
+    const int left = read_setting_or(SETTING_LEFT, missing);
     window_move(window, left, top);
 }
 
 void save_place(const Window *window)
 {
     const Rect place = window_rect(window);
-    write_setting_number("TOP", place.top);
-    write_setting_number("LEFT", place.left);
+    write_setting_number(SETTING_TOP, place.top);
+    write_setting_number(SETTING_LEFT, place.left);
 }
 
 bool kept_on_top()
 {
-    return read_setting("ONTOP", 0) != 0;
+    return read_setting(SETTING_ONTOP) != 0;
 }
 
 void show_light(Window *window, int shown, int hidden)
@@ -93,7 +93,7 @@ void restore(Window *window)
 void toggle_on_top(Window *window)
 {
     const bool on_top = !kept_on_top();
-    write_setting("ONTOP", on_top ? "1" : "0");
+    write_setting(SETTING_ONTOP, on_top ? "1" : "0");
     window_set_topmost(window, on_top);
 }
 
@@ -109,12 +109,12 @@ void open_log()
 // Each message is logged while the list is on, so that it is the last or first there.
 void toggle_log_only()
 {
-    if (read_setting("LOGONLY", 0) != 0) {
-        write_setting("LOGONLY", "0");
+    if (read_setting(SETTING_LOGONLY) != 0) {
+        write_setting(SETTING_LOGONLY, "0");
         log_stamped("SMTP: Server throughput listing has been resumed");
     } else {
         log_stamped("SMTP: Server throughput has been disabled (log only)");
-        write_setting("LOGONLY", "1");
+        write_setting(SETTING_LOGONLY, "1");
     }
 }
 
@@ -141,7 +141,7 @@ void close_server_down(Window *window)
 
     stop_serving();
     save_place(window);
-    write_setting("HWND", "");
+    write_setting(SETTING_HWND, "");
     window_destroy(window);
     window_destroy(gateway.mainWindow);
 }
@@ -286,7 +286,7 @@ Param update_options_menu(Menu *menu, Param position)
     menu_set_text(menu, MENU_ON_TOP,
                   kept_on_top() ? "Show server normally" : "Keep server on top");
     menu_set_text(menu, MENU_LOG_ONLY,
-                  read_setting("LOGONLY", 0) != 0 ? "Log + show server throughput"
-                                                  : "Log server throughput (only)");
+                  read_setting(SETTING_LOGONLY) != 0 ? "Log + show server throughput"
+                                                     : "Log server throughput (only)");
     return 0;
 }
