@@ -2,6 +2,8 @@
 
 #include "installation.h"
 
+#include <sys/socket.h>
+
 using namespace std::string_literals;
 
 namespace
@@ -76,6 +78,10 @@ TEST_F(Dialogue, EveryLineOfAChunkIsACommand)
                   "214 Commands: HELO EHLO AUTH MAIL RCPT DATA RSET NOOP QUIT HELP\r\n" +
                   OK + copies(4, UNRECOGNIZED) + "550 No such user here\r\n" + GOODBYE,
               client.hears_rest());
+    Client ahead = greeted();
+    ahead.says(copies(1000, "NOOP\r\n"));
+    shutdown(ahead.socket(), SHUT_WR); // what was said before it counts
+    EXPECT_EQ(copies(1000, OK), ahead.hears_rest());
     EXPECT_TRUE(logs("SMTP: [127.0.0.1] Verify from client - REFUSED"));
     EXPECT_TRUE(logs("SMTP: [127.0.0.1] Received bad MAIL FROM command"));
     EXPECT_TRUE(logs("SMTP: 5 - [127.0.0.1] Received bad RCPT TO command"));
@@ -169,6 +175,21 @@ TEST_F(Dialogue, MessageTextBeginsWithTheNextChunk)
     EXPECT_EQ(OK, client.hears());
     EXPECT_EQ(NO_VRFY, client.asks("FY"));
     EXPECT_EQ("fragment\r\n", text_of(spooled(".txt")));
+    empty_spool();
+
+    // The same when it was sent ahead, in chunks that are handled in parts.
+    std::string chunks =
+        copies(341, "\r\n\n") + copies(7, "NOOP\r\n") +
+        "MAIL FROM:<anna@firm.example>\r\nDATA\r\nHidden: by no verb\r\n";
+    chunks += copies(2 * 1023 - chunks.size(), "\n") + "ahead\r\n.\r\n";
+    client.says(chunks);
+    std::string ahead;
+    for (int i = 0; i < 10; i++) {
+        ahead += client.hears();
+    }
+    EXPECT_EQ(copies(8, OK) + START_MAIL + OK, ahead);
+    EXPECT_EQ("ahead\r\n", text_of(spooled(".txt")));
+    empty_spool();
 
     // A body that is begun again, or given up by RSET, leaves nothing open.
     client.says("RCPT TO:<fax@firm.example>\r\n" + copies(5, "DATA\r\nRSET\r\nDATA\r\n"));
@@ -187,7 +208,7 @@ TEST_F(Dialogue, MessageLinesAreStoredAsTheyCame)
     const std::string sent =
         "..\r\n. \r\n. \n.\r.\r\nbare\n\na\0b\r\n\0\n.\0\r\n\xE4\xFF\r in\r\n"s +
         copies(1023, "a") + "\n" + copies(1022, "b") + "\r\n" + copies(2046, "c") +
-        "\r\n" + copies(2500, "d") + "\n" + copies(1023, "e") + ".\r\n";
+        "\r\n" + copies(2500, "d") + "\n" + copies(1023, "e");
     const std::string stored =
         "..\r\n. \r\n. \r\n.\r.\r\nbare\r\n\r\na\0b\r\n\0\r\n.\0\r\n\xE4\xFF\r in\r\n"s +
         copies(1023, "a") + "\r\n" + copies(1022, "b") + "\r\n" + copies(2046, "c") +
@@ -200,6 +221,7 @@ TEST_F(Dialogue, MessageLinesAreStoredAsTheyCame)
         for (size_t at = 0; at < sent.size(); at += piece) {
             client.says(sent.substr(at, piece));
         }
+        client.says(piece == 1 ? ".\n" : ".\r\n");
         EXPECT_EQ(OK, client.hears());
         EXPECT_EQ(stored, text_of(spooled(".txt"))) << "in pieces of " << piece;
         empty_spool();

@@ -102,6 +102,7 @@ bool Client::fill(int milliseconds)
     char bytes[4096];
     const ssize_t count = recv(socket_, bytes, sizeof bytes, 0);
     ended_ = count <= 0;
+    was_reset_ = count < 0;
     heard_.append(bytes, count > 0 ? static_cast<size_t>(count) : 0);
     return !ended_;
 }
@@ -128,7 +129,7 @@ bool Client::is_closed(int milliseconds)
 {
     while (heard_.empty() && fill(milliseconds)) {
     }
-    return ended_ && heard_.empty();
+    return ended_ && !was_reset_ && heard_.empty();
 }
 
 void Client::leaves()

@@ -42,7 +42,7 @@ class Client
     }
     // Everything up to the end, for a conversation that ends with the connection.
     std::string hears_rest();
-    // The server has closed: everything has been read and the end was seen.
+    // The server has closed: everything has been read and the end was seen, not a reset.
     bool is_closed(int milliseconds = 5000);
     void leaves();
     int socket() const
@@ -56,6 +56,7 @@ class Client
     int socket_;
     std::string heard_;
     bool ended_ = false;
+    bool was_reset_ = false;
 };
 
 class Installation : public testing::Test

@@ -81,6 +81,22 @@ TEST_F(Spool, ATransactionKeepsItsFilesUntilItsMessageIsHandedOver)
     EXPECT_EQ(4U, files().size()) << "the second message has a name of its own";
 }
 
+TEST_F(Spool, TheStartNamesWhatAnEarlierRunHasLeft)
+{
+    for (int i = 10; i < 36; i++) {
+        const std::string base = "qlnemails/0123456789abcdef" + std::to_string(i);
+        put(base + (i == 10 ? ".txt" : ".tmp"), "");
+        put(base + (i == 10 ? ".env" : ".note"), "");
+    }
+    put("pending/0123456789abcdef00.env", "");
+    launch();
+    EXPECT_TRUE(logs("SMTP: More files of unfinished messages are left in ["));
+    EXPECT_EQ(20, times_logged("An unfinished message of an earlier run is left in") -
+                      times_logged("pending\\0123456789abcdef00.env]"));
+    EXPECT_EQ(0, times_logged("abcdef10"));
+    EXPECT_EQ(1, times_logged("pending\\0123456789abcdef00.env]"));
+}
+
 TEST_F(Spool, UnfinishedFilesGoWithTheirClient)
 {
     put("DATA/RAW/TSUSERS.DAT", "[USER0]\r\nID=anna\r\n");

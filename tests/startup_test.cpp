@@ -30,21 +30,21 @@ TEST_F(Startup, IsLoggedAndStampedIntoTheSettings)
 {
     const std::string port = std::to_string(port_);
     put("DATA/RAW/QLNXSERVER.DAT", "[QLNSMTP]\n; ours\nPort = " + port +
-                                       "\nVersion=0\nBIND=0\nSMTPTIMEOUT=5\n[X]\nk=v\n");
+                                       "\nVersion=0\nBIND=0\nSMTPTIMEOUT=5\n"
+                                       "USESAMEIPADDRESS=1\nSocketTimeout=0\n[X]\nk=v\n");
     launch();
-    EXPECT_TRUE(logs("SMTP: Socket timeout set"));
+    EXPECT_TRUE(logs("SMTP: Inactivity timeout set"));
     EXPECT_EQ((Lines{"", "", "SMTP: Server operations started...", "SMTP: POSIX sockets",
                      "SMTP: Quillon email-to-fax SMTP mail server v2.61.00...",
                      "SMTP: Waiting for connection on port " + port + "...",
-                     "SMTP: Inactivity timeout set to 5 seconds",
-                     "SMTP: Socket timeout set to 60 seconds"}),
+                     "SMTP: Inactivity timeout set to 5 seconds"}),
               log_lines());
     const std::string handle = handle_in_settings();
     EXPECT_NE(0, atol(handle.c_str())) << handle;
     EXPECT_EQ("[QLNSMTP]\n; ours\nPort = " + port +
-                  "\nVersion=2.61.00\nBIND=0\nSMTPTIMEOUT=5\nBUILDDATE=1 January,2005\n"
-                  "HWND=" +
-                  handle + "\n[X]\nk=v\n",
+                  "\nVersion=2.61.00\nBIND=0\nSMTPTIMEOUT=5\nUSESAMEIPADDRESS=1\n"
+                  "SocketTimeout=0\nBUILDDATE=1 January,2005\nHWND=" +
+                  handle + "\nIPADDR=\n[X]\nk=v\n",
               content("DATA/RAW/QLNXSERVER.DAT"));
     EXPECT_TRUE(
         logs("SMTP: Server is listening on ALL available IP address(s) on port [" + port +

@@ -5,12 +5,16 @@
 #include <filesystem>
 
 using namespace std::string_literals;
+using Timers = Installation;
 
+constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
 constexpr int SWEEP = 7500; // milliseconds until a sweep has certainly been
 
-TEST_F(Installation, IdleConnectionsEndInOneSweepEvenInsideDataButItsBytesRenewTheTime)
+TEST_F(Timers, EndIdleConnectionsInOneSweepAndReadTheSettingsAgain)
 {
-    settings("SocketTimeout=2\n");
+    settings("SocketTimeout=2\n"); // so many whole seconds and one more
+    const std::string other = std::to_string(port_ + 1);
+    put("DATA/RAW/new", "[QLNSMTP]\nbind=0\nport= " + other + "x\nSocketTimeout=0\n");
     start();
     Client silent = connect_from("127.0.0.11");
     Client talker = greeted("127.0.0.12"); // commands such as NOOP do not count
@@ -19,14 +23,25 @@ TEST_F(Installation, IdleConnectionsEndInOneSweepEvenInsideDataButItsBytesRenewT
     writer.says("half a message\r\n");
     Client busy = with_recipient("127.0.0.14");
     busy.asks("DATA");
-    EXPECT_TRUE(comes_true([this] { return files().size() == 4; }));
+    Client mail = greeted();
+    Client rcpt = greeted();
+    rcpt.asks("MAIL FROM:<anna@firm.example>");
+    Client data = with_recipient();
+    EXPECT_TRUE(comes_true([this] { return files().size() == 6; }));
 
     for (int i = 0; i < 50 && !logs("Socket timeout expired", 150); i++) {
         talker.says("NOOP\r\n");
         busy.says("a line\r\n");
+        if (i == 24) { // more than two seconds before the sweep, and less than three
+            EXPECT_EQ("250 OK\r\n", mail.asks("MAIL FROM:<anna@firm.example>"));
+            EXPECT_EQ("250 OK\r\n", rcpt.asks("RCPT TO:<fax@firm.example>"));
+            EXPECT_EQ("354", data.asks("DATA").substr(0, 3));
+            std::filesystem::rename(path("DATA/RAW/new"), path(SETTINGS));
+        }
     }
-    EXPECT_TRUE(logs("SMTP: [3] connections are still active"));
-    EXPECT_TRUE(logs("SMTP: [1] connection is still active"));
+    EXPECT_TRUE(logs("SMTP: SMTP connections port RESET to Port " + other + " "));
+    EXPECT_TRUE(logs("SMTP: Socket timeout RESET to 0 second"));
+    EXPECT_EQ(3, times_logged("Socket timeout expired"));
     for (const char *from : {"11", "12", "13"}) {
         EXPECT_TRUE(logs("SMTP: [127.0.0."s + from +
                          "] Socket timeout expired - closing socket"));
@@ -34,30 +49,26 @@ TEST_F(Installation, IdleConnectionsEndInOneSweepEvenInsideDataButItsBytesRenewT
     silent.hears();
     EXPECT_TRUE(silent.is_closed());
     EXPECT_TRUE(writer.is_closed());
-    EXPECT_EQ(2U, files().size()); // those of the message that goes on
+    EXPECT_EQ(6U, files().size()); // of the messages that go on
     EXPECT_EQ("250 OK\r\n", busy.asks("."));
+    greeted().leaves(); // on the port it was started with
+    for (Client *client : {&mail, &rcpt, &data}) {
+        client->leaves();
+    }
+    EXPECT_TRUE(logs("SMTP: [1] connection is still active"));
     EXPECT_TRUE(spooled(".txt").ends_with("a line\r\n"));
+    const std::string log = content("LOGS/QLNSMTP.TXT");
+    EXPECT_NE(log.substr(log.find(" SMTP:") - 23, 23),
+              log.substr(log.rfind(" SMTP:") - 23, 23));
 }
 
-TEST_F(Installation, SettingsAreReadAgainUntilTheTimeOutIsSwitchedOff)
+TEST_F(Timers, TakeSettingsThatAreGoneForTheirDefaults)
 {
-    const std::string file = path("DATA/RAW/QLNXSERVER.DAT");
-    put("DATA/RAW/QLNXSERVER.DAT",
-        "[QLNSMTP]\nport=" + std::to_string(port_) + "\nIPADDR=127.0.0.1\n");
+    put(SETTINGS, "[QLNSMTP]\nIPADDR=127.0.0.1\nport=" + std::to_string(port_) + "\n");
     start();
-    sleep_ms(1200); // the first tick takes up what it finds without a word
-    std::filesystem::remove(file);
-    ASSERT_TRUE(logs("SMTP: SMTP connections port RESET to Port 25 ", SWEEP));
-    EXPECT_FALSE(exists("DATA/RAW/QLNXSERVER.DAT"));
-
-    const std::string other = std::to_string(port_ + 1);
-    put("DATA/RAW/new", "[QLNSMTP]\nport= " + other + "x\nSocketTimeout=0\n");
-    std::filesystem::rename(path("DATA/RAW/new"), file); // as a careful writer does
-    ASSERT_TRUE(logs("SMTP: SMTP connections port RESET to Port " + other + " ", SWEEP));
-    EXPECT_TRUE(logs("SMTP: Socket timeout RESET to 0 second"));
-    greeted().leaves(); // on the port it was started with
-
-    put("DATA/RAW/QLNXSERVER.DAT", "[QLNSMTP]\nSocketTimeout=1\n");
-    sleep_ms(SWEEP);
-    EXPECT_EQ(3, times_logged("RESET to"));
+    ASSERT_TRUE(logs("Server is listening on single")); // the first tick has been
+    std::filesystem::remove(path(SETTINGS));
+    EXPECT_TRUE(logs("SMTP: SMTP connections port RESET to Port 25 ", SWEEP));
+    EXPECT_FALSE(exists(SETTINGS));
+    EXPECT_EQ(1, times_logged("Server is listening on"));
 }
