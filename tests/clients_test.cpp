@@ -70,6 +70,7 @@ struct MailClient {
     const char *command, *before_recipient, *between_recipients, *end;
     bool ends_last_line = false; // with a line end of its own, whatever the file ends in
     bool is_relayed = false;     // a stock mail transfer agent stands in between
+    const char *login = nullptr; // what is added to log in, as anna with $PASSWORD
 };
 
 void PrintTo(const MailClient &client, std::ostream *stream) // for the runner's list
@@ -79,18 +80,22 @@ void PrintTo(const MailClient &client, std::ostream *stream) // for the runner's
 
 constexpr MailClient CLIENTS[] = {
     {"curl", "curl -sS smtp://127.0.0.1:$PORT/pc --mail-from $SENDER -T $FILE",
-     " --mail-rcpt ", " --mail-rcpt ", ""},
+     " --mail-rcpt ", " --mail-rcpt ", "", false, false, " -u anna:$PASSWORD"},
     {"swaks",
      "swaks --silent 3 --server 127.0.0.1:$PORT --helo pc --from $SENDER --data @$FILE",
-     " --to ", ",", "", true},
+     " --to ", ",", "", true, false,
+     " --auth LOGIN --auth-user anna --auth-password $PASSWORD"},
     {"msmtp", "msmtp --host=127.0.0.1 --port=$PORT --tls=off --auth=off --from=$SENDER",
-     " ", " ", " <$FILE"},
+     " ", " ", " <$FILE", false, false,
+     " --auth=plain --user=anna --passwordeval='echo $PASSWORD'"},
     {"smtplib",
-     "python3 -c 'import smtplib, sys; port, sender, file = sys.argv[1:4]\n"
+     "python3 -c 'import os, smtplib, sys; port, sender, file = sys.argv[1:4]\n"
      "with smtplib.SMTP(\"127.0.0.1\", int(port), \"pc\") as server:\n"
+     "    if \"PASSWORD\" in os.environ: server.login(\"anna\", "
+     "os.environ[\"PASSWORD\"])\n"
      "    server.sendmail(sender, sys.argv[4:], open(file, \"rb\").read())' "
      "$PORT $SENDER $FILE",
-     " ", " ", ""},
+     " ", " ", "", false, false, ""},
     {"relay",
      "for try in $(seq 100); do "
      "curl -sS smtp://127.0.0.1:$PORT/pc --mail-from $SENDER -T $FILE",
@@ -98,9 +103,10 @@ constexpr MailClient CLIENTS[] = {
      false, true},
 };
 
-std::string command_line(const MailClient &client, const Message &message)
+std::string command_line(const MailClient &client, const Message &message,
+                         const char *login = "")
 {
-    std::string command = client.command;
+    std::string command = std::string(client.command) + login;
     for (int i = 0; i < message.recipients; i++) {
         command += i == 0 ? client.before_recipient : client.between_recipients;
         command += recipient(i);
@@ -166,6 +172,26 @@ TEST_P(EachClient, DeliversEveryMessageWhole)
         EXPECT_EQ(message.stored, text.substr(own));
         empty_spool();
     }
+}
+
+TEST_P(EachClient, LogsInAndFailsAtOnceWithAWrongPassword)
+{
+    const MailClient &client = GetParam();
+    if (client.login == nullptr) {
+        GTEST_SKIP() << "set to send without a login";
+    }
+    settings("ESMTP=1\r\nSMTPAUTHENTICATION=1\r\n");
+    put("DATA/RAW/SMTPLOGINS.DAT", "anna:$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1\n");
+    start();
+    const Message message = messages()[2];
+    put("message", message.file);
+    const std::string command = " PORT=" + std::to_string(port_) +
+                                " SENDER=anna@firm.example FILE=" + path("message") +
+                                "; " + command_line(client, message, client.login);
+    EXPECT_NE(0, system(("exec 2>/dev/null; export PASSWORD=wrong" + command).c_str()));
+    EXPECT_EQ(0, system(("export PASSWORD=secret" + command).c_str()));
+    EXPECT_EQ(envelope(message), spooled(".env"));
+    EXPECT_TRUE(text_of(spooled(".txt")).starts_with(message.stored));
 }
 
 INSTANTIATE_TEST_SUITE_P(, EachClient, testing::ValuesIn(CLIENTS),

@@ -22,11 +22,29 @@ inline constexpr int LINE_SIZE = 1024;
 inline constexpr int LINE_LIMIT = LINE_SIZE - 1; // bytes held at most
 inline constexpr int SPOOL_NAME_SIZE = 260;
 
+// What a client that logs in has said so far (smtp/login_exchange.h).
+enum LoginStep {
+    LOGIN_EXPECTS_NOTHING, // no exchange
+    LOGIN_EXPECTS_NAME,
+    LOGIN_EXPECTS_PASSWORD,
+    LOGIN_EXPECTS_CREDENTIALS, // both in one answer
+};
+
+inline constexpr int LOGIN_NAME_SIZE = 768; // for whatever a line can encode
+
+struct LoginExchange {
+    LoginStep step = LOGIN_EXPECTS_NOTHING;
+    int refusals = 0; // of this connection
+    char name[LOGIN_NAME_SIZE] = "";
+};
+
 // The files of one mail transaction (spool/spool_files.h). Begun and forgotten by
 // assignment, so that nothing of one reaches the next.
 struct MailTransaction {
     FileHandle messageFile = NO_FILE;     // the body being written
     bool storeFailed = false;             // the text is read, but could not be stored
+    bool hasSender = false;               // MAIL FROM has been answered with 250
+    bool hasRecipient = false;            // RCPT TO, too
     char spoolBase[SPOOL_NAME_SIZE] = ""; // not empty: the transaction's files exist
     char spoolText[SPOOL_NAME_SIZE] = "";
     char spoolTemp[SPOOL_NAME_SIZE] = "";
@@ -38,6 +56,9 @@ struct ClientSession {
     SessionState state = SESSION_NEW;
     bool open = false; // until session_end: nothing of its input is handled any more
     bool authenticated = false;
+    bool esmtp = false;       // the setting at HELO: what today's clients expect is done
+    bool afterReturn = false; // with it: a CR ended the last line, an LF may follow
+    bool lineCut = false;     // bytes of the line were more than are held
     // Of the last MAIL FROM, also when a message has been finished since.
     bool senderIsLocal = false;
     bool domainAccepted = false;    // the sender's, or a recipient's since then
@@ -49,6 +70,7 @@ struct ClientSession {
     char peerText[PEER_SIZE] = "";  // the client's IPv4 address
     char heloName[HELO_SIZE] = "";  // argument of HELO/EHLO
     char replyText[REPLY_TEXT_SIZE] = ""; // replaces the text of the next reply
+    LoginExchange login;
     MailTransaction mail;
 
     SessionList list = ON_NO_LIST; // the list that holds the record

@@ -4,6 +4,7 @@
 
 #include "platform/clock.h"
 #include "platform/memory.h"
+#include "platform/secrets.h"
 
 #include <cassert>
 #include <new>
@@ -106,6 +107,10 @@ void session_release(ClientSession *session)
         return;
     }
     session->open = false;
+    if (session->esmtp) { // a password may be in it
+        wipe_secret(session->line, sizeof session->line);
+        wipe_secret(session->login.name, sizeof session->login.name);
+    }
     forget_socket(session);
     unlink(active, session);
     append(spare, session, ON_SPARE_LIST);

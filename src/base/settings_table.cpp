@@ -51,6 +51,7 @@ constexpr SettingRow SETTING_ROWS[SETTING_COUNT] = {
     toggle(SETTING_SMTPAUTHENTICATION, "SMTPAUTHENTICATION", 0, "command"),
     of_section("SMTPSRV", toggle(SETTING_SHOWAUTHENTICATEDETAILS,
                                  "SHOWAUTHENTICATEDETAILS", 0, "command")),
+    toggle(SETTING_ESMTP, "ESMTP", 0, "HELO"),
     toggle(SETTING_USEDOMAINS, "USEDOMAINS", 0, "command"),
     toggle(SETTING_USEDOMAIN, "usedomain", 0, "command"),
     text(SETTING_BADADDRCHARS, "badaddrchars", "!#$%^&*{}'?+=\\~`", 127, "command"),

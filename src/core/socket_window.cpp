@@ -9,6 +9,7 @@
 #include "core/disconnect.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
+#include "platform/secrets.h"
 #include "smtp/engine.h"
 #include "smtp/replies.h"
 #include "spool/message_body.h"
@@ -172,7 +173,7 @@ int receive_ahead(ClientSession *session)
 }
 
 // Receives once and hands it on. Returns what socket_receive does.
-int receive_from(ClientSession *session)
+int receive_once(ClientSession *session)
 {
     if (session->state == SESSION_DATA || socket_pace(session->socket) == PACE_AHEAD) {
         return receive_ahead(session);
@@ -184,6 +185,16 @@ int receive_from(ClientSession *session)
     }
     if (count > 0 && session_is_open(session)) {
         socket_set_pace(socket, count == CHUNK_SIZE ? PACE_AHEAD : PACE_OF_ANSWERS);
+    }
+    return count;
+}
+
+// The same, and leaves nothing of a client who may have logged in with it.
+int receive_from(ClientSession *session)
+{
+    const int count = receive_once(session);
+    if (session->esmtp && count > 0) {
+        wipe_secret(received, static_cast<size_t>(count));
     }
     return count;
 }

@@ -5,6 +5,7 @@
 #include "base/settings.h"
 #include "base/text.h"
 #include "log/activity_log.h"
+#include "smtp/login_exchange.h"
 #include "smtp/replies.h"
 
 namespace
@@ -62,6 +63,10 @@ void decline(ClientSession *session)
 
 void handle_auth(ClientSession *session)
 {
+    if (session->esmtp) {
+        login_command(session);
+        return;
+    }
     if (read_setting(SETTING_SMTPAUTHENTICATION) == 0) {
         send_reply(session, "500 ", "SMTP AUTHENTICATION not required.");
         return;

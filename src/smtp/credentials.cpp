@@ -3,8 +3,6 @@
 #include "platform/file_contents.h"
 #include "platform/secrets.h"
 
-#include <algorithm>
-
 namespace
 {
 
@@ -49,9 +47,10 @@ bool next_login(std::string_view *rest, LoginLine *line)
     if (text.ends_with('\r')) {
         text.remove_suffix(1);
     }
-    const size_t colon = std::min(text.find(':'), text.size());
+    const size_t colon = text.find(':');
     line->name = text.substr(0, colon);
-    line->hash = text.substr(std::min(colon + 1, text.size()));
+    line->hash =
+        colon != std::string_view::npos ? text.substr(colon + 1) : std::string_view{};
     return true;
 }
 

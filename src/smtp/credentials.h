@@ -20,8 +20,8 @@ enum LoginVerdict {
 // has any.
 LoginVerdict judge_login(std::string_view name, const char *password);
 
-// A line of the file; the hash is all after the first colon. A name without one has an
-// empty hash.
+// A line of the file; the hash is all that follows the first colon. It has no data (null)
+// where there is none.
 struct LoginLine {
     std::string_view name;
     std::string_view hash;

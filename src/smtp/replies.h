@@ -1,7 +1,9 @@
-// Replies: always a single line, a three-digit code, a blank, a text and CR LF
-// (RFC 5321, 4.2). One send takes it whole or the session ends: there is no retry and no
-// queue. Every byte that a client gets comes from here.
+// Replies: a three-digit code, a blank, a text and CR LF (RFC 5321, 4.2), always a single
+// line but for the answer to EHLO. One send takes it whole or the session ends: there is
+// no retry and no queue. Every byte that a client gets comes from here.
 #pragma once
+
+#include <initializer_list>
 
 struct ClientSession;
 
@@ -18,5 +20,9 @@ inline constexpr char NOT_STORED[] =
 // session: ask session_is_open afterwards.
 void send_reply(ClientSession *session, const char *code, const char *text);
 
-// The same without echo and replacement.
+// Sends a reply of several lines in one send, and echoes each; `code` is its digits.
+void send_list(ClientSession *session, const char *code,
+               std::initializer_list<const char *> texts);
+
+// One line without echo and replacement.
 void send_directly(ClientSession *session, const char *code, const char *text);

@@ -4,6 +4,16 @@
 #include "base/sessions.h"
 #include "log/activity_log.h"
 #include "smtp/replies.h"
+#include "spool/message_body.h"
+#include "spool/spool_files.h"
+
+void transaction_give_up(ClientSession *session)
+{
+    body_abandon(session);
+    spool_files_remove(session->mail);
+    session->mail = {};
+    session->domainAccepted = false;
+}
 
 void do_quit(ClientSession *session)
 {
@@ -20,6 +30,9 @@ void do_rset(ClientSession *session)
 {
     session->lineLength = 0;
     session->state = SESSION_COMMANDS;
+    if (session->esmtp) {
+        transaction_give_up(session);
+    }
     send_reply(session, "250 ", "OK");
 }
 

@@ -8,7 +8,10 @@ void do_quit(ClientSession *session);
 
 void do_noop(ClientSession *session);
 
-// Empties the line buffer; the transaction stays as it is.
+// Deletes what MAIL and RCPT have begun and forgets it.
+void transaction_give_up(ClientSession *session);
+
+// Empties the line buffer; the transaction stays as it is, but is given up with ESMTP=1.
 void do_rset(ClientSession *session);
 
 void refuse_vrfy(ClientSession *session);

@@ -49,13 +49,15 @@ void log_and_class_sender(ClientSession *session, const char *token)
 bool start_envelope(ClientSession *session, const char *line, int length)
 {
     const bool is_new = session->mail.spoolBase[0] == '\0';
+    session->mail.hasSender = session->mail.hasRecipient = false;
     const FileHandle envelope = is_new ? spool_files_create(session->mail, SPOOL_MAIL)
                                        : envelope_open(session, FILE_OWN);
     if (envelope != NO_FILE && envelope_write(session, envelope, line, length)) {
+        session->mail.hasSender = true;
         return true;
     }
     // Without a new transaction no reply either; the next MAIL FROM tries again.
-    if (session->mail.spoolBase[0] != '\0') {
+    if (session->mail.spoolBase[0] != '\0' || session->esmtp) {
         send_reply(session, "451 ", NOT_STORED);
     }
     return false;

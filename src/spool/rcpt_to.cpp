@@ -107,5 +107,6 @@ void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
     log_arrival(session, local, recipient);
     session->lastActivity = tick_count();
     check_domain(session, "Recipient", recipient);
+    session->mail.hasRecipient = true;
     send_reply(session, "250 ", "OK");
 }

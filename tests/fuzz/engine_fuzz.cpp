@@ -30,12 +30,20 @@ namespace
 int sends_until_short;
 int messages;   // promised
 bool receiving; // message text, so that the next 250 promises it
+bool let_in;    // a prompt or, with ESMTP=1, a 235 was sent
+const ClientSession *current;
+
+// The password of the only login, and what the answers that it is right in hold.
+constexpr char LOGIN[] = "anna:$1$abcdefgh$bp.jck1CbvZXVXAMrwpSV.\n";
+constexpr char PASSWORD[] = "s3cr3t";
+constexpr const char *ANSWERS[] = {"czNjcjN0", "AGFubmEAczNjcjN0",
+                                   "YW5uYQBhbm5hAHMzY3Izd"};
 
 void write_settings(uint8_t toggles)
 {
     std::string lines;
     for (const char *key : {"FULLDETAIL", "USEDOMAINS", "SMTPAUTHENTICATION",
-                            "SHOWAUTHENTICATEDETAILS", "LOGONLY", "MAXSIZE"}) {
+                            "SHOWAUTHENTICATEDETAILS", "LOGONLY", "MAXSIZE", "ESMTP"}) {
         lines += key + std::string(toggles & 1 ? "=1\n" : "=0\n");
         toggles >>= 1;
     }
@@ -60,6 +68,45 @@ void hand_over(ClientSession *session, const char *bytes, size_t size)
     }
 }
 
+// Whether the answer stands nowhere but where it is one: as a whole line or behind AUTH
+// and a mechanism. Elsewhere it may be shown.
+bool is_secret_in(const std::string &text, const std::string &answer)
+{
+    for (size_t at = text.find(answer); at != std::string::npos;
+         at = text.find(answer, at + 1)) {
+        const std::string_view before(text.data(), at);
+        if (at > 0 && !before.ends_with('\n') && !before.ends_with("AUTH LOGIN ") &&
+            !before.ends_with("AUTH PLAIN ")) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// No line that was added to the log holds the password but one that takes it for a name.
+void look_for_secrets(const std::string &text, size_t logged)
+{
+    std::ifstream log("LOGS/QLNSMTP.TXT");
+    log.seekg(static_cast<std::streamoff>(logged));
+    for (std::string line; std::getline(log, line);) {
+        promise(text.find(PASSWORD) != std::string::npos ||
+                    line.find("login of [") != std::string::npos ||
+                    line.find(PASSWORD) == std::string::npos,
+                "a password in the log");
+        for (const char *answer : ANSWERS) {
+            promise(line.find(answer) == std::string::npos || !is_secret_in(text, answer),
+                    "an answer in the log");
+        }
+    }
+}
+
+bool has_answer(const std::string &text)
+{
+    return std::any_of(std::begin(ANSWERS), std::end(ANSWERS), [&](const char *answer) {
+        return text.find(answer) != std::string::npos;
+    });
+}
+
 void count_spool()
 {
     const fs::recursive_directory_iterator all(".");
@@ -72,7 +119,7 @@ void count_spool()
         }
     }
     promise(pairs >= messages, "a message is not in the spool");
-    promise(std::distance(fs::recursive_directory_iterator("."), {}) == 9,
+    promise(std::distance(fs::recursive_directory_iterator("."), {}) == 10,
             "a stray file");
     promise(installation_is_alone(), "a file outside the installation");
 }
@@ -85,8 +132,11 @@ extern "C" ssize_t send(int, const void *bytes, size_t size, int)
     const auto *reply = static_cast<const char *>(bytes);
     promise(size >= 6 && size <= 1023, "a reply's length");
     promise(memcmp(reply + size - 2, "\r\n", 2) == 0, "a reply without CR LF");
-    promise(std::count(reply, reply + size, '\n') == 1, "a reply of two lines");
+    promise(std::count(reply, reply + size, '\n') == 1 ||
+                (current->esmtp && memcmp(reply, "250-Welcome [", 13) == 0),
+            "a reply of two lines");
     promise(std::all_of(reply, reply + 3, isdigit), "a reply without a code");
+    let_in = let_in || memcmp(reply, current->esmtp ? "235 " : "334 ", 4) == 0;
     if (sends_until_short > 0 && --sends_until_short == 0) {
         return static_cast<ssize_t>(size / 2);
     }
@@ -99,6 +149,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     enter_installation();
     settings_locate();
     promise(events_start(), "no events");
+    std::ofstream("DATA/RAW/SMTPLOGINS.DAT") << LOGIN;
     gateway.statusWindow = dialog_create(status_dialog, nullptr, status_dialog_proc);
     return 0;
 }
@@ -109,6 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     }
     write_settings(data[0]);
+    let_in = false;
     const size_t chunk = data[1] == 0 ? 1023 : data[1];
     sends_until_short = data[2];
     messages = 0;
@@ -116,15 +168,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     ClientSession *session = session_alloc();
     session_set_socket(session, open("/dev/null", O_RDWR));
-    copy_text(session->peerText, PEER_SIZE, "192.0.2.1");
+    static unsigned number; // another address each time: one that guesses is refused
+    address_to_text(++number, session->peerText, PEER_SIZE);
+    current = session;
+    const size_t logged =
+        fs::exists("LOGS/QLNSMTP.TXT") ? fs::file_size("LOGS/QLNSMTP.TXT") : 0;
     gateway.active_count = 1;
     handle_client_input(session, nullptr, 0);
     const std::string text(data + 3, data + size);
     for (size_t at = 0; at < text.size() && session_is_open(session); at += chunk) {
         hand_over(session, text.data() + at, std::min(chunk, text.size() - at));
     }
+    promise(!session->authenticated || let_in, "authenticated without a word");
+    promise(!let_in || !session->esmtp || has_answer(text), "a wrong password is right");
+    const bool extended = session->esmtp;
     Disconnect(session);
     log_flush();
+    if (extended &&
+        fs::file_size("LOGS/QLNSMTP.TXT") >= logged) { // not trimmed meanwhile
+        look_for_secrets(text, logged);
+    }
     promise(gateway.active_count == 0, "a session is still counted");
     promise(fs::file_size("LOGS/QLNSMTP.TXT") < 8U << 20, "the log is not trimmed");
     count_spool();
