@@ -3,9 +3,12 @@
 #include "base/gateway.h"
 #include "base/resource_ids.h"
 #include "base/settings.h"
+#include "base/text.h"
 #include "core/main_window.h"
+#include "core/tray.h"
 #include "installation.h"
 #include "log/activity_log.h"
+#include "platform/clock.h"
 #include "platform/headless/operator.h"
 #include "platform/shell.h"
 #include "platform/window_model/window.h"
@@ -25,13 +28,37 @@ constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
 
 // What the operator does next, and what has been shown to him.
 int answer;
+bool closes_meanwhile;
 Texts shown;
 
 int answer_box(const char *text, const char *caption, unsigned style)
 {
     EXPECT_EQ(style, BOX_YES_NO | BOX_DEFAULT_NO | BOX_QUESTION | BOX_TOPMOST);
     shown.push_back(std::string(caption) + "|" + text);
+    if (closes_meanwhile) {
+        send_message(gateway.mainWindow, MESSAGE_CLOSE, 0, 0);
+    }
     return answer;
+}
+
+// Tries a dialog's close box, and then its button.
+bool look_at_dialog(Window &dialog)
+{
+    EXPECT_FALSE(gateway.statusWindow->topmost) << "it would cover the dialog";
+    shown.push_back(dialog_item(&dialog, CONTROL_DESCRIPTION)->text);
+    send_message(&dialog, MESSAGE_CLOSE, 0, 0);
+    shown.emplace_back(dialog.ended ? "closed" : "still open");
+    send_message(&dialog, MESSAGE_COMMAND, COMMAND_OK, 0);
+    return true;
+}
+
+// Presses the right button again, and then chooses.
+int choose_from(const Menu &menu)
+{
+    shown.push_back(menu.items.front().text);
+    EXPECT_EQ(shown.size(), 1U) << "a menu is open already";
+    send_message(gateway.mainWindow, TRAY_CALLBACK, 0, TRAY_RIGHT_PRESSED);
+    return TRAY_SHOW;
 }
 
 class OperatorsDesk : public Installation
@@ -42,6 +69,7 @@ class OperatorsDesk : public Installation
         std::filesystem::current_path(path(""));
         settings_locate();
         shown.clear();
+        closes_meanwhile = false;
         headless_operator.message_box = answer_box;
         gateway = {};
         class_register({"main", main_window_proc, ICON_TRAY});
@@ -77,6 +105,71 @@ class OperatorsDesk : public Installation
 };
 
 } // namespace
+
+TEST_F(OperatorsDesk, TicksThatComeLateAreNotMadeUpFor)
+{
+    const int timer = timer_start(gateway.mainWindow, 40);
+    sleep_ms(150);
+    Message message;
+    uint32_t ticks[2];
+    for (uint32_t &tick : ticks) {
+        EXPECT_TRUE(next_message(&message) && message.first == timer);
+        tick = tick_count();
+    }
+    EXPECT_GE(ticks[1] - ticks[0], 30U);
+    timer_stop(timer);
+    EXPECT_TRUE(next_message(&message) && message.first == gateway.timer);
+}
+
+TEST_F(OperatorsDesk, DialogsTellHowTheServerListensAndCloseByTheirOwnButtons)
+{
+    headless_operator.dialog = look_at_dialog;
+    for (const char *bind : {"1", "2"}) { // any other value than 1 reads as all of them
+        come_up("ONTOP=1\nBIND=" + std::string(bind) + "\n");
+        choose(MENU_CONFIGURATION);
+        EXPECT_TRUE(gateway.statusWindow->topmost);
+    }
+    copy_text(gateway.status_text, sizeof gateway.status_text, "how it listens");
+    choose(MENU_ABOUT);
+    ASSERT_EQ(shown.size(), 6U);
+    EXPECT_NE(shown[0].find("on the INTERNAL IP address"), std::string::npos);
+    EXPECT_NE(shown[2].find("on ALL IP addresses"), std::string::npos);
+    EXPECT_EQ((Texts{shown.begin() + 3, shown.end()}),
+              (Texts{"closed", "how it listens", "still open"}));
+}
+
+TEST_F(OperatorsDesk, TheTrayBringsTheWindowBackAndItsButtonsWork)
+{
+    headless_operator.popup = choose_from;
+    Window *const status = gateway.statusWindow;
+    send_message(gateway.mainWindow, TRAY_CALLBACK, 0, TRAY_RIGHT_PRESSED);
+    for (int posted = 0; posted < 2; posted++) {
+        Message message;
+        next_message(&message);
+        dispatch_message(message);
+    }
+    EXPECT_TRUE(window_is_shown(status));
+    EXPECT_EQ(shown, Texts{"View current configuration..."});
+
+    window_move(status, 71, 17);
+    choose(CONTROL_HIDE);
+    EXPECT_FALSE(window_is_shown(status));
+    EXPECT_EQ(content(SETTINGS), "[QLNSMTP]\nTOP=17\nLEFT=71\n");
+    gateway.connection_indicator = true;
+    send_message(gateway.mainWindow, TRAY_CALLBACK, 0, TRAY_LEFT_PRESSED);
+    EXPECT_TRUE(window_is_shown(status));
+    show_activity_lights();
+    EXPECT_TRUE(window_is_shown(dialog_item(status, CONTROL_ACTIVE_LIGHT)));
+    EXPECT_FALSE(window_is_shown(dialog_item(status, CONTROL_WAITING_LIGHT)));
+    send_message(gateway.mainWindow, MESSAGE_TIMER, 0, 0);
+    EXPECT_NE(dialog_item(status, CONTROL_CLOCK)->text, "");
+
+    log_stamped("SMTP: to be cleared");
+    choose(MENU_CLEAR_LIST);
+    EXPECT_EQ(list_count(dialog_item(status, CONTROL_LOG_LIST)), 0);
+    choose(MENU_VIEW_LOG);
+    EXPECT_TRUE(std::string(headless_operator.opened).ends_with("LOGS\\QLNSMTP.TXT"));
+}
 
 TEST_F(OperatorsDesk, OptionsSwitchAndNameTheStateTheySwitchTo)
 {
@@ -118,18 +211,21 @@ TEST_F(OperatorsDesk, OnlyTheAnswerNoKeepsTheServerRunning)
     EXPECT_NE(gateway.timer, 0);
     EXPECT_EQ(content(SETTINGS) + content(LOG), "[QLNSMTP]\n");
 
-    for (const bool in_tray : {false, true}) {
+    for (const int way : {0, 1, 2, 3}) {
+        const bool in_tray = way % 2 != 0;
+        closes_meanwhile = way > 1; // by a signal, so that the answer comes too late
         come_up("HWND=77\n");
         headless_operator.icon_is_there = true;
         window_move(gateway.statusWindow, 71, 17);
         answer = in_tray ? BOX_NOT_SHOWN : BOX_YES;
-        EXPECT_EQ(1,
+        EXPECT_EQ(way < 2 || !in_tray ? 1 : 0,
                   in_tray ? choose_in_tray(TRAY_CLOSE_DOWN) : choose(CONTROL_SHUTDOWN));
         EXPECT_EQ(gateway.mainWindow, nullptr);
+        EXPECT_EQ(gateway.statusWindow, nullptr);
         EXPECT_FALSE(headless_operator.icon_is_there);
         EXPECT_EQ(content(LOG).substr(STAMP_SIZE),
                   "SMTP: Server is being closed down\r\n");
-        EXPECT_EQ(content(SETTINGS), in_tray ? "[QLNSMTP]\nHWND=77\n"
-                                             : "[QLNSMTP]\nHWND=\nTOP=17\nLEFT=71\n");
+        EXPECT_EQ(content(SETTINGS), way == 0 ? "[QLNSMTP]\nHWND=\nTOP=17\nLEFT=71\n"
+                                              : "[QLNSMTP]\nHWND=77\n");
     }
 }
