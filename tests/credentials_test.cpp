@@ -57,7 +57,7 @@ class Credentials : public Installation
     }
     static LoginVerdict judged(const char *name, const char *password)
     {
-        file_contents_look_again();
+        file_contents_invalidate();
         return judge_login(name, password);
     }
     // The processor's time for some refusals.

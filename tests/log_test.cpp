@@ -47,13 +47,13 @@ class Log : public Installation
     {
         window_destroy(gateway.statusWindow);
         fs::current_path("/");
-        file_contents_look_again();
+        file_contents_invalidate();
     }
 
     void set(const std::string &lines)
     {
         settings(lines);
-        file_contents_look_again();
+        file_contents_invalidate();
     }
     static void writes(std::string text)
     {

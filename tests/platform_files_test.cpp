@@ -21,7 +21,7 @@ class Files : public Installation
     // What the server would see of a file at its next event; "-" when it is not there.
     std::string seen(const std::string &below) const
     {
-        file_contents_look_again();
+        file_contents_invalidate();
         const FileContents contents = file_contents(path(below).c_str());
         return contents.bytes == nullptr ? "-"
                                          : std::string(contents.bytes, contents.size);
@@ -56,7 +56,7 @@ TEST_F(Files, AreFoundInAnyLetterCaseAndMadeAsNamed)
     EXPECT_FALSE(writes("MISSING\\QLN.TXT", FILE_APPEND, "x"));
     // The server's own names differ in case on purpose.
     EXPECT_TRUE(writes("PENDING\\qln.txt", FILE_NEW, "y"));
-    EXPECT_TRUE(writes("Pending\\QLN.TXT", FILE_OWN, "y"));
+    EXPECT_TRUE(writes("Pending\\QLN.TXT", FILE_EXACT, "y"));
     EXPECT_FALSE(writes("PENDING\\qln.txt", FILE_NEW, "z"));
     EXPECT_TRUE(file_name_was_taken());
     EXPECT_EQ((Names{"QLN.TXT", "QLN.Txt", "qln.txt"}), files("pending"));

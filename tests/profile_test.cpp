@@ -23,7 +23,7 @@ class Profile : public Installation
     void holds(const std::string &bytes)
     {
         put(SETTINGS, bytes);
-        file_contents_look_again();
+        file_contents_invalidate();
     }
     std::string text(const char *section, const char *key, int size = 64) const
     {

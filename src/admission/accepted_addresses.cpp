@@ -33,8 +33,9 @@ bool read_whole(FileHandle file, char *bytes, size_t size)
     size_t have = 0;
     while (have < size) {
         int64_t count = file_read(file, bytes + have, size - have);
-        if (count <= 0)
+        if (count <= 0) {
             return false;
+        }
         have += static_cast<size_t>(count);
     }
     return true;
@@ -63,8 +64,9 @@ bool load_list()
     int64_t entry_size = file_size_of(path);
     size_t size = entry_size > 0 ? static_cast<size_t>(entry_size) : 0;
     std::unique_ptr<char[]> content(new (std::nothrow) char[size + 1]());
-    if (!content)
+    if (!content) {
         return out_of_memory();
+    }
 
     FileHandle file = file_open(path, FILE_READ);
     if (file == NO_FILE) {
@@ -80,8 +82,9 @@ bool load_list()
         return false;
     }
 
-    if (!build_table(&accepted.table, ACCEPTED_LIST, content.get(), size))
+    if (!build_table(&accepted.table, ACCEPTED_LIST, content.get(), size)) {
         return out_of_memory();
+    }
     accepted.content = std::move(content);
     return true;
 }
@@ -90,13 +93,15 @@ bool load_list()
 
 int validate_ip_address(const char *address)
 {
-    if (!accepted.content && !load_list())
+    if (!accepted.content && !load_list()) {
         return 0;
+    }
     log_stamped("SMTP : Validating [%s]", address);
 
     Octets client;
-    if (!read_address(address, &client))
+    if (!read_address(address, &client)) {
         return 0;
+    }
 
     AddressEntry entry;
     if (find_entry(accepted.table, accepted.content.get(), client, &entry)) {
@@ -108,11 +113,13 @@ int validate_ip_address(const char *address)
     }
 
     // A malformed entry has broken the check off: that is not reported.
-    if (accepted.table.ending != SCAN_AT_MALFORMED)
+    if (accepted.table.ending != SCAN_AT_MALFORMED) {
         log_stamped(WEIGHT_WARNING,
                     "SMTP : Connection refused from [%s] - no matching validation entry",
                     address);
-    return 0;
+    }
+}
+return 0;
 }
 
 void accepted_addresses_free()

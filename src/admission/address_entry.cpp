@@ -30,8 +30,9 @@ bool split_address(std::string_view text, Fields *fields)
 {
     for (size_t i = 0; i < 3; i++) {
         size_t dot = text.find('.');
-        if (dot == std::string_view::npos)
+        if (dot == std::string_view::npos) {
             return false;
+        }
         (*fields)[i] = text.substr(0, dot);
         text.remove_prefix(dot + 1);
     }
@@ -41,42 +42,51 @@ bool split_address(std::string_view text, Fields *fields)
 
 std::string_view without_blanks(std::string_view text)
 {
-    while (!text.empty() && text.front() == ' ')
+    while (!text.empty() && text.front() == ' ') {
         text.remove_prefix(1);
-    while (!text.empty() && text.back() == ' ')
+    }
+    while (!text.empty() && text.back() == ' ') {
         text.remove_suffix(1);
+    }
     return text;
 }
 
 bool any_too_long(const Fields &fields)
 {
-    for (std::string_view field : fields)
-        if (field.size() > FIELD_LIMIT)
+    for (std::string_view field : fields) {
+        if (field.size() > FIELD_LIMIT) {
             return true;
+        }
+    }
     return false;
 }
 
 unsigned asterisks(const Fields &fields)
 {
     unsigned positions = 0;
-    for (size_t i = 0; i < 4; i++)
-        if (fields[i] == "*")
+    for (size_t i = 0; i < 4; i++) {
+        if (fields[i] == "*") {
             positions |= position(i);
+        }
+    }
     return positions;
 }
 
 // The number of a field that is written as in a client's address, or -1.
 int octet_as_written(std::string_view field)
 {
-    if (field.empty() || field.size() > FIELD_LIMIT)
+    if (field.empty() || field.size() > FIELD_LIMIT) {
         return -1;
-    if (field[0] == '0' && field.size() > 1)
+    }
+    if (field[0] == '0' && field.size() > 1) {
         return -1;
+    }
 
     int number = 0;
     for (char c : field) {
-        if (c < '0' || c > '9')
+        if (c < '0' || c > '9') {
             return -1;
+        }
         number = number * 10 + (c - '0');
     }
     return number <= HIGHEST_OCTET ? number : -1;
@@ -86,8 +96,9 @@ int octet_as_written(std::string_view field)
 int octet_number(std::string_view field)
 {
     int number = octet_as_written(field);
-    if (number >= 0)
+    if (number >= 0) {
         return number;
+    }
 
     char text[FIELD_LIMIT + 1] = {};
     field.copy(text, FIELD_LIMIT);
@@ -102,17 +113,17 @@ struct Bounds {
                                HIGHEST_OCTET};
 };
 
-void set_box(AddressEntry *entry, const Bounds &bounds)
+void set_range(AddressEntry *entry, const Bounds &bounds)
 {
     for (size_t i = 0; i < 4; i++) {
         int low = bounds.low[i] > 0 ? bounds.low[i] : 0;
         int high = bounds.high[i] < HIGHEST_OCTET ? bounds.high[i] : HIGHEST_OCTET;
         if (low > high) {
-            entry->trouble = TROUBLE_EMPTY_BOX;
+            entry->error = ERROR_EMPTY_RANGE;
             return;
         }
-        entry->box.low[i] = static_cast<uint8_t>(low);
-        entry->box.high[i] = static_cast<uint8_t>(high);
+        entry->range.low[i] = static_cast<uint8_t>(low);
+        entry->range.high[i] = static_cast<uint8_t>(high);
     }
 }
 
@@ -120,68 +131,78 @@ void set_box(AddressEntry *entry, const Bounds &bounds)
 void read_full(AddressEntry *entry, std::string_view text)
 {
     Octets address;
-    if (read_address(text, &address))
-        entry->box = {address, address};
-    else
-        entry->trouble = TROUBLE_NOT_AN_ADDRESS;
+    if (read_address(text, &address)) {
+        entry->range = {address, address};
+    } else {
+        entry->error = ERROR_NOT_AN_ADDRESS;
+    }
 }
 
 // --- Ranges
 
 // Cuts a range into its octets. The fourth lower one ends at the first `-` behind its
 // `.`; the upper address and that octet lose the blanks around them. False when the
-// entry has a trouble.
+// entry has an error.
 bool split_range(AddressEntry *entry, std::string_view text, Fields *lower, Fields *upper)
 {
-    entry->trouble = TROUBLE_MALFORMED;
-    if (!split_address(text, lower))
+    entry->error = ERROR_MALFORMED;
+    if (!split_address(text, lower)) {
         return false;
+    }
 
     std::string_view &fourth = (*lower)[3];
     size_t dash = fourth.find('-');
-    if (dash == std::string_view::npos)
+    if (dash == std::string_view::npos) {
         return false;
+    }
 
     entry->tail = without_blanks(fourth.substr(dash + 1));
     fourth = fourth.substr(0, dash);
     entry->head =
         text.substr(0, static_cast<size_t>(fourth.data() - text.data()) + dash + 1);
-    if (!split_address(entry->tail, upper))
+    if (!split_address(entry->tail, upper)) {
         return false;
+    }
 
-    entry->trouble = TROUBLE_LONG_OCTET;
-    if (any_too_long(*lower) || any_too_long(*upper))
+    entry->error = ERROR_LONG_OCTET;
+    if (any_too_long(*lower) || any_too_long(*upper)) {
         return false;
+    }
 
     fourth = without_blanks(fourth);
-    entry->trouble = TROUBLE_NONE;
+    entry->error = ERROR_NONE;
     return true;
 }
 
 void bound_below(Bounds *bounds, const Fields &lower, unsigned positions)
 {
-    for (size_t i = 0; i < 4; i++)
-        if (positions & position(i))
+    for (size_t i = 0; i < 4; i++) {
+        if (positions & position(i)) {
             bounds->low[i] = octet_number(lower[i]);
+        }
+    }
 }
 
 void bound_above(Bounds *bounds, const Fields &upper, unsigned positions)
 {
-    for (size_t i = 0; i < 4; i++)
-        if (positions & position(i))
+    for (size_t i = 0; i < 4; i++) {
+        if (positions & position(i)) {
             bounds->high[i] = octet_number(upper[i]);
+        }
+    }
 }
 
 void read_range(AddressEntry *entry, std::string_view text)
 {
     Fields lower, upper;
-    if (!split_range(entry, text, &lower, &upper))
+    if (!split_range(entry, text, &lower, &upper)) {
         return;
+    }
 
     Bounds bounds;
     bound_below(&bounds, lower, ALL);
     bound_above(&bounds, upper, ALL);
-    set_box(entry, bounds);
+    set_range(entry, bounds);
 }
 
 // The octets that a wildcard range compares: with other asterisks it compares none at
@@ -201,8 +222,9 @@ unsigned compared_beside(unsigned asterisk_positions)
 void read_wildcard_range(AddressEntry *entry, std::string_view text)
 {
     Fields lower, upper;
-    if (!split_range(entry, text, &lower, &upper))
+    if (!split_range(entry, text, &lower, &upper)) {
         return;
+    }
 
     unsigned below = asterisks(lower);
     unsigned either = below | asterisks(upper);
@@ -210,20 +232,21 @@ void read_wildcard_range(AddressEntry *entry, std::string_view text)
     Bounds bounds;
     bound_below(&bounds, lower, compared_beside(below));
     bound_above(&bounds, upper, compared_beside(either));
-    set_box(entry, bounds);
+    set_range(entry, bounds);
 }
 
 // --- Wildcards
 
 bool split_wildcard(AddressEntry *entry, std::string_view text, Fields *fields)
 {
-    if (!split_address(text, fields))
-        entry->trouble = TROUBLE_MALFORMED;
-    else if (any_too_long(*fields))
-        entry->trouble = TROUBLE_LONG_OCTET;
-    else if (asterisks(*fields) == 0)
-        entry->trouble = TROUBLE_NO_ASTERISK;
-    return entry->trouble == TROUBLE_NONE;
+    if (!split_address(text, fields)) {
+        entry->error = ERROR_MALFORMED;
+    } else if (any_too_long(*fields)) {
+        entry->error = ERROR_LONG_OCTET;
+    } else if (asterisks(*fields) == 0) {
+        entry->error = ERROR_NO_ASTERISK;
+    }
+    return entry->error == ERROR_NONE;
 }
 
 // The sets of asterisks that the accepted list knows. Others match nobody.
@@ -249,19 +272,20 @@ bool goes_together(unsigned asterisk_positions)
 void read_accepted_wildcard(AddressEntry *entry, std::string_view text)
 {
     Fields fields;
-    if (!split_wildcard(entry, text, &fields))
+    if (!split_wildcard(entry, text, &fields)) {
         return;
+    }
 
     unsigned open = asterisks(fields);
     if (!goes_together(open)) {
-        entry->trouble = TROUBLE_POSITIONS;
+        entry->error = ERROR_POSITIONS;
         return;
     }
 
     Bounds bounds;
     bound_below(&bounds, fields, ALL & ~open);
     bound_above(&bounds, fields, ALL & ~open);
-    set_box(entry, bounds);
+    set_range(entry, bounds);
 }
 
 // Banned list: only the first asterisk is one, and the other octets are compared as
@@ -269,8 +293,9 @@ void read_accepted_wildcard(AddressEntry *entry, std::string_view text)
 void read_banned_wildcard(AddressEntry *entry, std::string_view text)
 {
     Fields fields;
-    if (!split_wildcard(entry, text, &fields))
+    if (!split_wildcard(entry, text, &fields)) {
         return;
+    }
 
     Bounds bounds;
     bool open_found = false;
@@ -281,20 +306,21 @@ void read_banned_wildcard(AddressEntry *entry, std::string_view text)
         }
         int number = octet_as_written(fields[i]);
         if (number < 0) {
-            entry->trouble = TROUBLE_OTHER_OCTETS;
+            entry->error = ERROR_OTHER_OCTETS;
             return;
         }
         bounds.low[i] = bounds.high[i] = number;
     }
-    set_box(entry, bounds);
+    set_range(entry, bounds);
 }
 
 // The kind follows from the characters that occur anywhere in the line.
 EntryKind kind_of(AddressList list, std::string_view text)
 {
     bool dash = contains(text, '-');
-    if (!contains(text, '*'))
+    if (!contains(text, '*')) {
         return dash ? ENTRY_RANGE : ENTRY_FULL;
+    }
     return dash && list == ACCEPTED_LIST ? ENTRY_WILDCARD_RANGE : ENTRY_WILDCARD;
 }
 
@@ -303,13 +329,15 @@ EntryKind kind_of(AddressList list, std::string_view text)
 bool read_address(std::string_view text, Octets *address)
 {
     Fields fields;
-    if (!split_address(text, &fields))
+    if (!split_address(text, &fields)) {
         return false;
+    }
 
     for (size_t i = 0; i < 4; i++) {
         int number = octet_as_written(fields[i]);
-        if (number < 0)
+        if (number < 0) {
             return false;
+        }
         (*address)[i] = static_cast<uint8_t>(number);
     }
     return true;
@@ -321,7 +349,7 @@ void read_entry(AddressList list, const ListLine &line, AddressEntry *entry)
     entry->kind = kind_of(list, line.text);
     entry->head = line.text;
     if (line.tooLong) {
-        entry->trouble = TROUBLE_LONG_LINE;
+        entry->error = ERROR_LONG_LINE;
         return;
     }
 
@@ -333,10 +361,11 @@ void read_entry(AddressList list, const ListLine &line, AddressEntry *entry)
         read_range(entry, line.text);
         break;
     case ENTRY_WILDCARD:
-        if (list == ACCEPTED_LIST)
+        if (list == ACCEPTED_LIST) {
             read_accepted_wildcard(entry, line.text);
-        else
+        } else {
             read_banned_wildcard(entry, line.text);
+        }
         break;
     case ENTRY_WILDCARD_RANGE:
         read_wildcard_range(entry, line.text);

@@ -1,6 +1,6 @@
 // What one line of an address list means.
 //
-// Every entry, however it is written, comes down to a box: a lowest and a highest
+// Every entry, however it is written, comes down to a range: a lowest and a highest
 // number for each of the four octets. A client is meant when every octet of its
 // address lies between the two.
 //
@@ -17,7 +17,7 @@ enum AddressList { ACCEPTED_LIST, BANNED_LIST };
 
 using Octets = std::array<uint8_t, 4>;
 
-struct AddressBox {
+struct AddressRange {
     Octets low, high; // both included
 };
 
@@ -29,16 +29,16 @@ enum EntryKind {
 };
 
 // Why an entry can match nobody.
-enum EntryTrouble {
-    TROUBLE_NONE,
-    TROUBLE_MALFORMED,      // a `.` or the `-` is missing, or the last octet is empty
-    TROUBLE_LONG_LINE,      // over 255 characters
-    TROUBLE_LONG_OCTET,     // over 3 characters, the blanks before a `-` included
-    TROUBLE_NOT_AN_ADDRESS, // full entries: no client's address is written like this
-    TROUBLE_NO_ASTERISK,    // wildcard entries: no octet is `*` and nothing else
-    TROUBLE_POSITIONS,      // accepted list: `*` in octets that do not go together
-    TROUBLE_OTHER_OCTETS,   // banned list: another octet is not written as in addresses
-    TROUBLE_EMPTY_BOX,      // some octet would have to lie where no octet can lie
+enum EntryError {
+    ERROR_NONE,
+    ERROR_MALFORMED,      // a `.` or the `-` is missing, or the last octet is empty
+    ERROR_LONG_LINE,      // over 255 characters
+    ERROR_LONG_OCTET,     // over 3 characters, the blanks before a `-` included
+    ERROR_NOT_AN_ADDRESS, // full entries: no client's address is written like this
+    ERROR_NO_ASTERISK,    // wildcard entries: no octet is `*` and nothing else
+    ERROR_POSITIONS,      // accepted list: `*` in octets that do not go together
+    ERROR_OTHER_OCTETS,   // banned list: another octet is not written as in addresses
+    ERROR_EMPTY_RANGE,    // some octet would have to lie where no octet can lie
 };
 
 inline constexpr size_t LIST_LINE_LIMIT = 255; // characters
@@ -51,8 +51,8 @@ struct ListLine {
 
 struct AddressEntry {
     EntryKind kind;
-    EntryTrouble trouble;
-    AddressBox box; // when there is no trouble
+    EntryError error;
+    AddressRange range; // when there is no error
     // Together the line; of a range only, with the blanks behind its `-` dropped.
     std::string_view head, tail;
 };

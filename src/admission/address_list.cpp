@@ -23,8 +23,9 @@ bool next_accepted_line(ListScan *scan, ListLine *line)
     }
 
     size_t length = left;
-    if (cr != nullptr)
+    if (cr != nullptr) {
         length = static_cast<size_t>(static_cast<const char *>(cr) - scan->next);
+    }
     line->text = {scan->next, length};
     line->tooLong = length > LIST_LINE_LIMIT;
     scan->next += std::min(left, length + 2); // a CR may be the last byte of all
@@ -43,8 +44,9 @@ bool next_banned_line(ListScan *scan, ListLine *line)
 
     const void *lf = memchr(scan->next, '\n', left);
     size_t length = left;
-    if (lf != nullptr)
+    if (lf != nullptr) {
         length = static_cast<size_t>(static_cast<const char *>(lf) - scan->next) + 1;
+    }
     line->text = {scan->next, length};
     line->text = line->text.substr(0, line->text.find('\r'));
     line->text = line->text.substr(0, line->text.find('\0'));
@@ -60,38 +62,43 @@ bool is_comment(const ListScan &scan, std::string_view text)
 
 ScanEnd ending_behind(AddressList list, const AddressEntry &entry)
 {
-    if (entry.trouble == TROUBLE_MALFORMED)
+    if (entry.error == ERROR_MALFORMED) {
         return SCAN_AT_MALFORMED;
+    }
     if (list == ACCEPTED_LIST &&
-        (entry.kind == ENTRY_WILDCARD || entry.kind == ENTRY_WILDCARD_RANGE))
+        (entry.kind == ENTRY_WILDCARD || entry.kind == ENTRY_WILDCARD_RANGE)) {
         return SCAN_AT_WILDCARD;
+    }
     return SCAN_GOES_ON;
 }
 
-bool box_holds(const AddressBox &box, const Octets &address)
+bool range_holds(const AddressRange &range, const Octets &address)
 {
-    for (size_t i = 0; i < 4; i++)
-        if (address[i] < box.low[i] || address[i] > box.high[i])
+    for (size_t i = 0; i < 4; i++) {
+        if (address[i] < range.low[i] || address[i] > range.high[i]) {
             return false;
+        }
+    }
     return true;
 }
 
-void widen(AddressBox *box, const AddressBox &by)
+void widen(AddressRange *range, const AddressRange &by)
 {
     for (size_t i = 0; i < 4; i++) {
-        box->low[i] = std::min(box->low[i], by.low[i]);
-        box->high[i] = std::max(box->high[i], by.high[i]);
+        range->low[i] = std::min(range->low[i], by.low[i]);
+        range->high[i] = std::max(range->high[i], by.high[i]);
     }
 }
 
-void add_row(AddressTable *table, const AddressBox &box, size_t start)
+void add_row(AddressTable *table, const AddressRange &range, size_t start)
 {
-    AddressBox *block = &table->blocks[table->count / BLOCK_ROWS];
-    if (table->count % BLOCK_ROWS == 0)
-        *block = box;
-    else
-        widen(block, box);
-    table->boxes[table->count] = box;
+    AddressRange *block = &table->blocks[table->count / BLOCK_ROWS];
+    if (table->count % BLOCK_ROWS == 0) {
+        *block = range;
+    } else {
+        widen(block, range);
+    }
+    table->ranges[table->count] = range;
     table->starts[table->count] = start;
     table->count++;
 }
@@ -100,12 +107,15 @@ void add_row(AddressTable *table, const AddressBox &box, size_t start)
 size_t find_row(const AddressTable &table, const Octets &address)
 {
     for (size_t first = 0; first < table.count; first += BLOCK_ROWS) {
-        if (!box_holds(table.blocks[first / BLOCK_ROWS], address))
+        if (!range_holds(table.blocks[first / BLOCK_ROWS], address)) {
             continue;
+        }
         size_t end = std::min(first + BLOCK_ROWS, table.count);
-        for (size_t row = first; row < end; row++)
-            if (box_holds(table.boxes[row], address))
+        for (size_t row = first; row < end; row++) {
+            if (range_holds(table.ranges[row], address)) {
                 return row;
+            }
+        }
     }
     return table.count;
 }
@@ -115,9 +125,11 @@ size_t find_row(const AddressTable &table, const Octets &address)
 ListScan scan_list(AddressList list, const char *bytes, size_t size)
 {
     // The accepted list is one text, which ends at its first NUL.
-    if (list == ACCEPTED_LIST && size > 0)
-        if (const void *nul = memchr(bytes, '\0', size))
+    if (list == ACCEPTED_LIST && size > 0) {
+        if (const void *nul = memchr(bytes, '\0', size)) {
             size = static_cast<size_t>(static_cast<const char *>(nul) - bytes);
+        }
+    }
     return {list, bytes, bytes + size, SCAN_GOES_ON};
 }
 
@@ -126,14 +138,16 @@ bool next_entry(ListScan *scan, AddressEntry *entry)
     while (scan->ending == SCAN_GOES_ON) {
         ListLine line;
         if (!(scan->list == ACCEPTED_LIST ? next_accepted_line(scan, &line)
-                                          : next_banned_line(scan, &line)))
+                                          : next_banned_line(scan, &line))) {
             return false;
+        }
         if (line.text.empty()) {
             scan->ending = SCAN_AT_EMPTY_LINE;
             return false;
         }
-        if (is_comment(*scan, line.text))
+        if (is_comment(*scan, line.text)) {
             continue;
+        }
 
         read_entry(scan->list, line, entry);
         scan->ending = ending_behind(scan->list, *entry);
@@ -152,19 +166,20 @@ bool build_table(AddressTable *table, AddressList list, const char *bytes, size_
     *table = {};
     table->list = list;
     table->size = static_cast<size_t>(scan.end - bytes);
-    table->boxes.reset(new (std::nothrow) AddressBox[room]);
-    table->blocks.reset(new (std::nothrow) AddressBox[room / BLOCK_ROWS + 1]);
+    table->ranges.reset(new (std::nothrow) AddressRange[room]);
+    table->blocks.reset(new (std::nothrow) AddressRange[room / BLOCK_ROWS + 1]);
     table->starts.reset(new (std::nothrow) size_t[room]);
-    if (!table->boxes || !table->blocks || !table->starts) {
+    if (!table->ranges || !table->blocks || !table->starts) {
         *table = {};
         return false;
     }
 
     AddressEntry entry;
     while (next_entry(&scan, &entry)) {
-        if (entry.trouble != TROUBLE_NONE)
+        if (entry.error != ERROR_NONE) {
             continue;
-        add_row(table, entry.box, static_cast<size_t>(entry.head.data() - bytes));
+        }
+        add_row(table, entry.range, static_cast<size_t>(entry.head.data() - bytes));
     }
     table->ending = scan.ending;
     return true;
@@ -174,8 +189,9 @@ bool find_entry(const AddressTable &table, const char *bytes, const Octets &addr
                 AddressEntry *entry)
 {
     const size_t row = find_row(table, address);
-    if (row == table.count)
+    if (row == table.count) {
         return false;
+    }
 
     ListScan scan = {table.list, bytes + table.starts[row], bytes + table.size,
                      SCAN_GOES_ON};
@@ -186,8 +202,10 @@ bool find_entry_without_table(AddressList list, const char *bytes, size_t size,
                               const Octets &address, AddressEntry *entry)
 {
     ListScan scan = scan_list(list, bytes, size);
-    while (next_entry(&scan, entry))
-        if (entry->trouble == TROUBLE_NONE && box_holds(entry->box, address))
+    while (next_entry(&scan, entry)) {
+        if (entry->error == ERROR_NONE && range_holds(entry->range, address)) {
             return true;
+        }
+    }
     return false;
 }

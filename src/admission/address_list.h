@@ -37,9 +37,9 @@ inline constexpr size_t BLOCK_ROWS = 64;
 struct AddressTable {
     AddressList list;
     size_t size; // the content that was read
-    std::unique_ptr<AddressBox[]> boxes;
-    std::unique_ptr<AddressBox[]> blocks; // round all the boxes of BLOCK_ROWS rows each
-    std::unique_ptr<size_t[]> starts;     // where each row's line begins in the content
+    std::unique_ptr<AddressRange[]> ranges;
+    std::unique_ptr<AddressRange[]> blocks; // round the ranges of BLOCK_ROWS rows each
+    std::unique_ptr<size_t[]> starts;       // where each row's line begins in the content
     size_t count;
     ScanEnd ending; // of a check that no row answers
 };

@@ -31,8 +31,9 @@ const AddressTable *table_of(const FileContents &contents)
 
     if (version != contents.version) {
         version = 0;
-        if (!build_table(&table, BANNED_LIST, contents.bytes, contents.size))
+        if (!build_table(&table, BANNED_LIST, contents.bytes, contents.size)) {
             return nullptr;
+        }
         version = contents.version;
     }
     return &table;
@@ -43,12 +44,14 @@ const AddressTable *table_of(const FileContents &contents)
 int is_banned_ip_address(const char *address)
 {
     FileContents contents = file_contents(LIST_FILE);
-    if (contents.bytes == nullptr)
+    if (contents.bytes == nullptr) {
         return 0;
+    }
 
     Octets client;
-    if (!read_address(address, &client))
+    if (!read_address(address, &client)) {
         return 0;
+    }
 
     AddressEntry entry;
     const AddressTable *table = table_of(contents);
@@ -56,8 +59,9 @@ int is_banned_ip_address(const char *address)
                             ? find_entry(*table, contents.bytes, client, &entry)
                             : find_entry_without_table(BANNED_LIST, contents.bytes,
                                                        contents.size, client, &entry);
-    if (!banned)
+    if (!banned) {
         return 0;
+    }
 
     char line[ENTRY_TEXT_SIZE];
     entry_text(entry, line);

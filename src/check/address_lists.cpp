@@ -11,27 +11,27 @@
 namespace
 {
 
-const char *trouble_words(EntryTrouble trouble)
+const char *error_words(EntryError error)
 {
-    switch (trouble) {
-    case TROUBLE_NONE:
+    switch (error) {
+    case ERROR_NONE:
         break;
-    case TROUBLE_MALFORMED:
+    case ERROR_MALFORMED:
         return "a `.` or the `-` is missing, or the last octet is empty";
-    case TROUBLE_LONG_LINE:
+    case ERROR_LONG_LINE:
         return "the line is longer than 255 characters";
-    case TROUBLE_LONG_OCTET:
+    case ERROR_LONG_OCTET:
         return "an octet is longer than 3 characters, counting the blanks before a `-`";
-    case TROUBLE_NOT_AN_ADDRESS:
+    case ERROR_NOT_AN_ADDRESS:
         return "no client's address is written like this";
-    case TROUBLE_NO_ASTERISK:
+    case ERROR_NO_ASTERISK:
         return "no octet is a `*` and nothing else";
-    case TROUBLE_POSITIONS:
+    case ERROR_POSITIONS:
         return "a `*` in just these octets is not provided for";
-    case TROUBLE_OTHER_OCTETS:
+    case ERROR_OTHER_OCTETS:
         return "beside its first `*` every octet must be a number from 0 to 255 without "
                "leading zeros";
-    case TROUBLE_EMPTY_BOX:
+    case ERROR_EMPTY_RANGE:
         return "each octet is compared by itself, and one would have to lie where none "
                "can";
     }
@@ -62,22 +62,22 @@ void check_entry(const CheckedList &checked, const ListFile &file, int line,
     char text[ENTRY_TEXT_SIZE];
     entry_text(entry, text);
 
-    if (entry.trouble == TROUBLE_MALFORMED) {
+    if (entry.error == ERROR_MALFORMED) {
         report(FOUND_ERROR, file.name, line, "[%s] is malformed and ends the check: %s",
-               text, trouble_words(entry.trouble));
+               text, error_words(entry.error));
     } else if (checked.list == BANNED_LIST && text[0] == ';') {
         report(FOUND_WARNING, file.name, line,
                "[%s] bans nobody: this list has no comments", text);
-    } else if (entry.trouble != TROUBLE_NONE) {
+    } else if (entry.error != ERROR_NONE) {
         report(FOUND_WARNING, file.name, line, "[%s] can match nobody: %s", text,
-               trouble_words(entry.trouble));
+               error_words(entry.error));
     } else if (entry.kind == ENTRY_WILDCARD_RANGE &&
-               entry.box.low == Octets{0, 0, 0, 0}) {
+               entry.range.low == Octets{0, 0, 0, 0}) {
         report(FOUND_WARNING, file.name, line,
                "[%s] does not compare its lower address: it may let in more than meant",
                text);
     } else if (entry.kind == ENTRY_WILDCARD_RANGE &&
-               entry.box.high == Octets{255, 255, 255, 255}) {
+               entry.range.high == Octets{255, 255, 255, 255}) {
         report(FOUND_WARNING, file.name, line,
                "[%s] does not compare its upper address: it may let in more than meant",
                text);
@@ -129,7 +129,7 @@ void check_list(const CheckedList &checked)
     int useful = 0;
     while (next_entry(&scan, &entry)) {
         line = line_of(&lines, entry.head.data());
-        useful += entry.trouble == TROUBLE_NONE;
+        useful += entry.error == ERROR_NONE;
         check_entry(checked, file, line, entry);
     }
     if (!report_unread(checked, file, &lines, scan) && scan.ending == SCAN_AT_WILDCARD) {

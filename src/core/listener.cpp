@@ -12,8 +12,6 @@
 namespace
 {
 
-constexpr int EVENT_MASK = SOCKET_READ | SOCKET_WRITE | SOCKET_ACCEPT | SOCKET_CLOSE;
-
 // What the server asks for. The layer below makes of both what this system needs: its
 // longest backlog, because a client beyond a short one is never greeted here (959 of
 // 1,000 in a burst); 65,536 bytes for receiving and 16,384 for sending, because with
@@ -21,7 +19,6 @@ constexpr int EVENT_MASK = SOCKET_READ | SOCKET_WRITE | SOCKET_ACCEPT | SOCKET_C
 constexpr int BACKLOG = 1;
 constexpr int BUFFER_SIZE = 1024;
 
-constexpr char LIBRARY_CAPTION[] = "Brevant SMTP server";
 constexpr char PORT_CAPTION[] = "Quillon Email-to-Fax SMTP gateway";
 constexpr char PORT_TEXT[] =
     "The Quillon SMTP server cannot be started at this time.\r\n\r\n"
@@ -37,33 +34,16 @@ struct HostAddresses {
     uint32_t first;
 };
 
-bool start_library(SocketLibrary *library)
-{
-    if (sockets_start(1, 1, library) != 0) {
-        message_box(nullptr, "Error loading WINSOCK.DLL", LIBRARY_CAPTION, 0);
-        return false;
-    }
-    if (library->major != 1 || library->minor != 1) {
-        message_box(nullptr, "Incorrect version of WINSOCK.DLL - requires V1.1 or higher",
-                    LIBRARY_CAPTION, BOX_EXCLAMATION);
-        sockets_stop();
-        return false;
-    }
-    return true;
-}
-
 bool create_socket_window()
 {
     const WindowClass window_class = {SOCKET_WINDOW_CLASS, socket_window_proc, ICON_TRAY};
     if (!class_register(window_class)) {
-        sockets_stop();
         return false;
     }
     gateway.socketWindow =
         window_create(SOCKET_WINDOW_CLASS, "", {0, 0, 0, 0}, gateway.mainWindow);
     if (gateway.socketWindow == nullptr) {
         class_unregister(SOCKET_WINDOW_CLASS);
-        sockets_stop();
         return false;
     }
     return true;
@@ -164,14 +144,10 @@ void set_socket_buffers(Socket socket)
 
 int start_listener(char *address)
 {
-    SocketLibrary library;
-    if (!start_library(&library)) {
-        return -1;
-    }
     log_line("%s", "");
     log_line("%s", "");
     log_stamped("SMTP: Server operations started...");
-    log_line("%s SMTP: %s", log_stamp, library.description);
+    log_line("%s SMTP: %s", log_stamp, SOCKET_LIBRARY);
 
     if (!create_socket_window()) {
         return -1;
@@ -185,8 +161,7 @@ int start_listener(char *address)
         return -1;
     }
     set_socket_buffers(gateway.listener);
-    if (!socket_register(gateway.listener, gateway.socketWindow, SOCKET_EVENT,
-                         EVENT_MASK)) {
+    if (!socket_register(gateway.listener, gateway.socketWindow, SOCKET_EVENT)) {
         give_up();
         log_stamped(WEIGHT_FAILURE, "SMTP: Error - WSAAsyncSelect failed");
         return -1;

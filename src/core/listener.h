@@ -3,9 +3,9 @@
 
 #include "platform/sockets.h"
 
-// Opens the socket library, chooses the address, binds and listens. `address` is the
-// value of IPADDR or empty, and becomes the address text really used. 0, or -1 with
-// everything undone and the reason logged.
+// Chooses the address, binds and listens. `address` is the value of IPADDR or empty, and
+// becomes the address text really used. 0, or -1 with everything undone and the reason
+// logged.
 int start_listener(char *address);
 
 // Asks for buffers of 1,024 bytes; a failure is only logged.

@@ -26,5 +26,4 @@ void stop_serving()
         gateway.timer = 0;
     }
     close_down();
-    sockets_stop();
 }

@@ -145,7 +145,7 @@ int hand_on(ClientSession *session, int count)
 // Message text, and commands that were sent ahead, are peeked at, handled, and discarded
 // as far as they were handled. What is left of a chunk is read by itself, so that chunk
 // boundaries stay.
-int receive_ahead(ClientSession *session)
+int receive_pipelined(ClientSession *session)
 {
     const bool is_text = session->state == SESSION_DATA;
     const int size = session->chunkLeft > 0 ? session->chunkLeft
@@ -165,9 +165,9 @@ int receive_ahead(ClientSession *session)
         session->chunkLeft = is_text ? 0 : count - handled;
         const bool filled = !is_text && (size < CHUNK_SIZE || count == CHUNK_SIZE);
         const bool goes_on = count >= LONG_TEXT && session->state == SESSION_DATA;
-        socket_set_pace(socket, handled < count || filled ? PACE_AHEAD
-                                : goes_on                 ? PACE_OF_TEXT
-                                                          : PACE_OF_ANSWERS);
+        socket_set_class(socket, handled < count || filled ? CLASS_PIPELINED
+                                 : goes_on                 ? CLASS_BULK
+                                                           : CLASS_INTERACTIVE);
     }
     return count;
 }
@@ -175,8 +175,9 @@ int receive_ahead(ClientSession *session)
 // Receives once and hands it on. Returns what socket_receive does.
 int receive_once(ClientSession *session)
 {
-    if (session->state == SESSION_DATA || socket_pace(session->socket) == PACE_AHEAD) {
-        return receive_ahead(session);
+    if (session->state == SESSION_DATA ||
+        socket_class(session->socket) == CLASS_PIPELINED) {
+        return receive_pipelined(session);
     }
     const Socket socket = session->socket;
     const int count = socket_receive(socket, received, CHUNK_SIZE);
@@ -184,7 +185,8 @@ int receive_once(ClientSession *session)
         handle_client_input(session, received, count);
     }
     if (count > 0 && session_is_open(session)) {
-        socket_set_pace(socket, count == CHUNK_SIZE ? PACE_AHEAD : PACE_OF_ANSWERS);
+        socket_set_class(socket,
+                         count == CHUNK_SIZE ? CLASS_PIPELINED : CLASS_INTERACTIVE);
     }
     return count;
 }
@@ -237,7 +239,6 @@ Param socket_window_proc(Window *window, unsigned message, Param first, Param se
     if (message == MESSAGE_DESTROY) {
         socket_close(gateway.listener);
         gateway.listener = NO_SOCKET;
-        sockets_stop();
         return 1;
     }
     const int event = static_cast<int>(second & 0xFFFF);

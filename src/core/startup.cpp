@@ -134,7 +134,6 @@ int run_server()
     const int code = serve();
     accepted_addresses_free();
     set_tray_icon(nullptr, TRAY_REMOVE, "");
-    sockets_stop();
     log_flush();
     return code;
 }

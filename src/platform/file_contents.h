@@ -24,4 +24,4 @@ FileContents file_contents(const char *path);
 
 // The next use of every file looks at the directory entry again. Called when an
 // event begins and after this process has written such a file.
-void file_contents_look_again();
+void file_contents_invalidate();

@@ -19,7 +19,7 @@ enum FileMode {
     FILE_APPEND, // created when missing; every write goes to the end
     FILE_EMPTY,  // created when missing, emptied when not
     FILE_NEW,    // must not exist      } for names that the server makes up itself: they
-    FILE_OWN,    // created or emptied  } are not searched for in other letter cases
+    FILE_EXACT,    // created or emptied  } are not searched for in other letter cases
 };
 
 // The directory the process runs in, as the system reports it ("/srv/quillon").
@@ -33,7 +33,7 @@ bool is_separator(char c);
 // can be opened even when connections have used up the descriptors.
 FileHandle file_open(const char *path, FileMode mode);
 
-// Like FILE_OWN, for a file that stays open across events: it is not given the last of
+// Like FILE_EXACT, for a file that stays open across events: it is not given the last of
 // the descriptors that are set aside, which are for short-lived files.
 FileHandle file_open_for_long(const char *path);
 
@@ -68,7 +68,7 @@ bool file_replace_by(const char *target, const char *source);
 // Waits until the disk has the file's content, or the names of the files of this one's
 // directory. False when it does not confirm that.
 bool file_sync(FileHandle file);
-bool file_sync_own(const char *path);
+bool file_sync_exact(const char *path);
 bool file_sync_directory_of(const char *path);
 
 // Tells every name in the directory, in no order, until `tell` says false.
@@ -84,7 +84,7 @@ bool file_delete(const char *path);
 
 // The same for a file of the server's own, which is not searched for in other letter
 // cases.
-bool file_delete_own(const char *path);
+bool file_delete_exact(const char *path);
 
 // Whether a directory entry of that name exists, file or directory.
 bool file_is_there(const char *path);

@@ -15,23 +15,14 @@ using Socket = int;
 inline constexpr Socket NO_SOCKET = -1;
 
 inline constexpr int SOCKET_READ = 1;   // bytes have arrived
-inline constexpr int SOCKET_WRITE = 2;  // asked for by the server, never reported here
 inline constexpr int SOCKET_ACCEPT = 8; // a client waits to be accepted
 inline constexpr int SOCKET_CLOSE = 32; // the peer has closed or broken the connection
 
 inline constexpr int SOCKET_FAILED = -1;
 inline constexpr int SOCKET_WOULD_BLOCK = -2; // nothing has arrived at the moment
 
-struct SocketLibrary {
-    int major, minor; // version granted
-    char description[64];
-};
-
-// Opens the library, asking for a version. 0, or -1 when there is none.
-int sockets_start(int major, int minor, SocketLibrary *library);
-
-// Closes the library; closing it twice is harmless.
-void sockets_stop();
+// What the log says of the socket library at the start.
+inline constexpr char SOCKET_LIBRARY[] = "POSIX sockets";
 
 // The host's own name, without resolving it. 0, or -1 when it cannot be had.
 int host_name_of_machine(char *name, int size);
@@ -56,8 +47,8 @@ Socket socket_create();
 bool socket_set_receive_buffer(Socket socket, int bytes);
 bool socket_set_send_buffer(Socket socket, int bytes);
 
-// Registers a window for the events of `mask`, sent as `message`. False on failure.
-bool socket_register(Socket socket, Window *window, unsigned message, int mask);
+// Registers a window for the socket's events, sent as `message`. False on failure.
+bool socket_register(Socket socket, Window *window, unsigned message);
 
 // False when the address (network byte order) is none of this host's, or the port
 // (host byte order) is in use or not permitted.
@@ -79,17 +70,21 @@ void socket_rest(Socket listener);
 // Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED.
 int socket_receive(Socket socket, void *bytes, size_t size);
 
-// The same, but the bytes stay to be received; and takes so many of them away, false when
-// it cannot.
+// Peek receives but leaves the bytes where they are; discard drops `size` bytes that were
+// peeked at, false on failure.
 int socket_peek(Socket socket, void *bytes, size_t size);
 bool socket_discard(Socket socket, size_t size);
 
-// How a client sends. All of those who send a long text take turns for one event a round;
-// all of those who send commands ahead get one in eight rounds while others have any. So
-// however many they are, they hold up nobody who waits for answers.
-enum SocketPace { PACE_OF_ANSWERS, PACE_OF_TEXT, PACE_AHEAD };
-void socket_set_pace(Socket socket, SocketPace pace);
-SocketPace socket_pace(Socket socket);
+// A socket's scheduling class. While others have events, all the bulk senders together
+// get one event a round and all the pipelining ones one in eight rounds, so that however
+// many they are, they hold up nobody who waits for answers.
+enum SchedulingClass {
+    CLASS_INTERACTIVE, // waits for each answer
+    CLASS_BULK,        // sends a long text
+    CLASS_PIPELINED,   // sends commands without waiting for the answers
+};
+void socket_set_class(Socket socket, SchedulingClass scheduling);
+SchedulingClass socket_class(Socket socket);
 
 // Bytes taken by one send, which never waits; SOCKET_FAILED when none.
 int socket_send(Socket socket, const void *bytes, size_t size);

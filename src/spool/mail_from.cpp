@@ -51,7 +51,7 @@ bool start_envelope(ClientSession *session, const char *line, int length)
     const bool is_new = session->mail.spoolBase[0] == '\0';
     session->mail.hasSender = session->mail.hasRecipient = false;
     const FileHandle envelope = is_new ? spool_files_create(session->mail, SPOOL_MAIL)
-                                       : envelope_open(session, FILE_OWN);
+                                       : envelope_open(session, FILE_EXACT);
     if (envelope != NO_FILE && envelope_write(session, envelope, line, length)) {
         session->mail.hasSender = true;
         return true;

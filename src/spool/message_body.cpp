@@ -113,7 +113,7 @@ void body_failed(ClientSession *session, const char *reason)
                 session->peerText, reason, mail.spoolTemp);
     empty_buffer();
     close_file(mail);
-    file_delete_own(mail.spoolTemp);
+    file_delete_exact(mail.spoolTemp);
 }
 
 void body_abandon(ClientSession *session)

@@ -87,8 +87,8 @@ FileHandle envelope_open(const ClientSession *session, FileMode mode)
 {
     // Emptying a file costs milliseconds where the file system puts such a file on the
     // disk at once, and holds up everybody; a new one of the same name does not.
-    if (mode == FILE_OWN) {
-        file_delete_own(session->mail.spoolEnvelope);
+    if (mode == FILE_EXACT) {
+        file_delete_exact(session->mail.spoolEnvelope);
     }
     const FileHandle envelope = file_open(session->mail.spoolEnvelope, mode);
     if (envelope == NO_FILE) {
@@ -111,7 +111,7 @@ bool envelope_write(const ClientSession *session, FileHandle envelope, const cha
 bool spool_sync_files(const MailTransaction &mail)
 {
     return !write_through() ||
-           (file_sync(mail.messageFile) && file_sync_own(mail.spoolEnvelope));
+           (file_sync(mail.messageFile) && file_sync_exact(mail.spoolEnvelope));
 }
 
 bool spool_sync_names(const MailTransaction &mail)
@@ -122,7 +122,7 @@ bool spool_sync_names(const MailTransaction &mail)
 void spool_files_remove(const MailTransaction &mail, void (*tell)(const char *path))
 {
     for (const char *path : {mail.spoolEnvelope, mail.spoolText, mail.spoolTemp}) {
-        if (path[0] != '\0' && file_delete_own(path) && tell != nullptr) {
+        if (path[0] != '\0' && file_delete_exact(path) && tell != nullptr) {
             tell(path);
         }
     }

@@ -36,7 +36,7 @@ inline constexpr char SPOOL_MAIL_IN[] = "mailin";
 FileHandle spool_files_create(MailTransaction &mail, const char *directory);
 
 // Opens the transaction's envelope with FILE_APPEND, or a new one in its place with
-// FILE_OWN. NO_FILE on failure.
+// FILE_EXACT. NO_FILE on failure.
 FileHandle envelope_open(const ClientSession *session, FileMode mode);
 
 // Writes one line to the open envelope and closes it. False on failure; what was written

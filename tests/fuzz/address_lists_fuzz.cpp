@@ -23,9 +23,10 @@ std::string shown(const AddressEntry &entry, const Octets &client)
 
 bool means(const AddressEntry &entry, const Octets &client)
 {
-    bool means = entry.trouble == TROUBLE_NONE;
+    bool means = entry.error == ERROR_NONE;
     for (size_t i = 0; i < client.size(); i++) {
-        means = means && entry.box.low[i] <= client[i] && client[i] <= entry.box.high[i];
+        means =
+            means && entry.range.low[i] <= client[i] && client[i] <= entry.range.high[i];
     }
     return means;
 }

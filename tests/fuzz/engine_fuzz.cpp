@@ -50,7 +50,7 @@ void write_settings(uint8_t toggles)
     std::ofstream("DATA/RAW/QLNXSERVER.DAT") << "[QLNSMTP]\nMINSIZE=0\n"
                                              << lines << "[SMTPSRV]\n"
                                              << lines;
-    file_contents_look_again();
+    file_contents_invalidate();
 }
 
 // One chunk, as an event brings it.

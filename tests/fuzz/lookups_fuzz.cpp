@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::ofstream("DATA/RAW/TSUSERS.DAT", std::ios::binary) << content;
     std::ofstream("DATA/RAW/DOMAIN.DAT", std::ios::binary) << address << ",all\n"
                                                            << content;
-    file_contents_look_again();
+    file_contents_invalidate();
 
     std::string cleaned = address;
     const int any = clean_address(cleaned.data());

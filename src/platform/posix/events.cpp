@@ -4,8 +4,8 @@
 #include "platform/posix/memory_reserve.h"
 #include "platform/posix/spare_descriptors.h"
 #include "platform/sockets.h"
-#include "platform/windows.h"
 #include "platform/window_model/display.h"
+#include "platform/windows.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -22,8 +22,8 @@ namespace
 
 constexpr int BATCH = 64;
 constexpr int ACCEPTS_AT_ONCE = 16;
-// While others have events, those who send ahead get one in so many batches.
-constexpr int BATCHES_WITHOUT_AHEAD = 7;
+// While others have events, the pipelining senders get one after so many batches.
+constexpr int BATCHES_WITHOUT_PIPELINED = 7;
 constexpr uint32_t REST_MILLISECONDS = 500;
 // So many free descriptors mean that the shortage is over.
 constexpr int ENOUGH_DESCRIPTORS = 8;
@@ -35,13 +35,13 @@ struct Watch {
     unsigned message = 0;
     uint32_t generation = 0;
     bool listening = false;
-    SocketPace pace = PACE_OF_ANSWERS;
+    SchedulingClass scheduling = CLASS_INTERACTIVE;
 };
 
 std::vector<Watch> watches; // by socket
 int epoll = -1;
-int text = -1;  // where the sockets wait whose clients send a long text,
-int ahead = -1; // and those whose clients send ahead
+int bulk = -1; // the sockets of CLASS_BULK; this queue is itself one entry of `epoll`
+int pipelined = -1; // the same for CLASS_PIPELINED
 int signals = -1;
 sigset_t blocked;
 sigset_t before;
@@ -50,7 +50,7 @@ epoll_event batch[BATCH];
 int batch_size;
 int batch_at;
 int accepted; // in this batch
-int batches_without_ahead;
+int batches_without_pipelined;
 
 // The listening socket during a shortage of descriptors: `short_of_descriptors` from the
 // first failed accept until enough are free again, so that the failure is reported once;
@@ -93,35 +93,37 @@ bool listen_in(int queue, int socket, uint32_t events)
     return epoll_ctl(queue, EPOLL_CTL_ADD, socket, &event) == 0;
 }
 
-// The queue in which the sockets of a pace wait.
-int queue_of(SocketPace pace)
+// The queue of a scheduling class.
+int queue_of(SchedulingClass scheduling)
 {
-    return pace == PACE_AHEAD ? ahead : pace == PACE_OF_TEXT ? text : epoll;
+    return scheduling == CLASS_PIPELINED ? pipelined
+           : scheduling == CLASS_BULK    ? bulk
+                                         : epoll;
 }
 
 bool is_queue(int number)
 {
-    return number == text || number == ahead;
+    return number == bulk || number == pipelined;
 }
 
-// The place of an event in its batch: new clients first, those who send ahead last.
+// The place of an event in its batch: new clients first, pipelining senders last.
 int rank(const epoll_event &event)
 {
     const auto number = static_cast<uint32_t>(event.data.u64);
-    return watches[number].listening           ? 0
-           : static_cast<int>(number) == text  ? 2
-           : static_cast<int>(number) == ahead ? 3
-                                               : 1;
+    return watches[number].listening               ? 0
+           : static_cast<int>(number) == bulk      ? 2
+           : static_cast<int>(number) == pipelined ? 3
+                                                   : 1;
 }
 
 // One event of those who wait in the queue, when it is their turn.
 bool next_of_queue(int queue, epoll_event *event)
 {
-    if (queue == ahead) {
-        if (batch_size > 1 && batches_without_ahead <= BATCHES_WITHOUT_AHEAD) {
+    if (queue == pipelined) {
+        if (batch_size > 1 && batches_without_pipelined <= BATCHES_WITHOUT_PIPELINED) {
             return false;
         }
-        batches_without_ahead = 0;
+        batches_without_pipelined = 0;
     }
     return epoll_wait(queue, event, 1, 0) == 1;
 }
@@ -199,14 +201,14 @@ bool events_start()
     }
     signals = signalfd(-1, &blocked, SFD_NONBLOCK | SFD_CLOEXEC);
     epoll = epoll_create1(EPOLL_CLOEXEC);
-    text = epoll_create1(EPOLL_CLOEXEC);
-    ahead = epoll_create1(EPOLL_CLOEXEC);
-    if (epoll < 0 || text < 0 || ahead < 0 || signals < 0) {
+    bulk = epoll_create1(EPOLL_CLOEXEC);
+    pipelined = epoll_create1(EPOLL_CLOEXEC);
+    if (epoll < 0 || bulk < 0 || pipelined < 0 || signals < 0) {
         return false;
     }
-    watch_of(std::max({signals, text, ahead}));
-    return listen_in(epoll, signals, EPOLLIN) && listen_in(epoll, text, EPOLLIN) &&
-           listen_in(epoll, ahead, EPOLLIN);
+    watch_of(std::max({signals, bulk, pipelined}));
+    return listen_in(epoll, signals, EPOLLIN) && listen_in(epoll, bulk, EPOLLIN) &&
+           listen_in(epoll, pipelined, EPOLLIN);
 }
 
 void events_restore_signals()
@@ -239,7 +241,7 @@ void events_wait(int milliseconds)
     memory_reserve_refill();
 
     accepted = 0;
-    batches_without_ahead++;
+    batches_without_pipelined++;
     std::stable_sort(
         batch, batch + batch_size,
         [](const epoll_event &a, const epoll_event &b) { return rank(a) < rank(b); });
@@ -291,26 +293,26 @@ bool events_watch(int socket, bool listening, Window *window, unsigned message)
     watch.window = window;
     watch.message = message;
     watch.listening = listening;
-    watch.pace = PACE_OF_ANSWERS;
+    watch.scheduling = CLASS_INTERACTIVE;
     return listen_in(epoll, socket, listening ? EPOLLIN : EPOLLIN | EPOLLRDHUP);
 }
 
-void events_set_pace(int socket, SocketPace pace)
+void events_set_class(int socket, SchedulingClass scheduling)
 {
     Watch &watch = watch_of(socket);
-    if (watch.pace == pace || watch.window == nullptr) {
+    if (watch.scheduling == scheduling || watch.window == nullptr) {
         return;
     }
-    // Into the one queue before out of the other: it stays where it is when that fails.
-    if (listen_in(queue_of(pace), socket, EPOLLIN | EPOLLRDHUP)) {
-        epoll_ctl(queue_of(watch.pace), EPOLL_CTL_DEL, socket, nullptr);
-        watch.pace = pace;
+    // Added to the new queue first: when that fails, the socket stays in the old one.
+    if (listen_in(queue_of(scheduling), socket, EPOLLIN | EPOLLRDHUP)) {
+        epoll_ctl(queue_of(watch.scheduling), EPOLL_CTL_DEL, socket, nullptr);
+        watch.scheduling = scheduling;
     }
 }
 
-SocketPace events_pace(int socket)
+SchedulingClass events_class(int socket)
 {
-    return watch_of(socket).pace;
+    return watch_of(socket).scheduling;
 }
 
 bool events_watch_accepted(int socket, int listening)

@@ -36,9 +36,9 @@ bool events_watch(int socket, bool listening, Window *window, unsigned message);
 // Registers an accepted socket like its listening one.
 bool events_watch_accepted(int socket, int listening);
 
-// As socket_set_pace() and socket_pace() say.
-void events_set_pace(int socket, SocketPace pace);
-SocketPace events_pace(int socket);
+// As socket_set_class() and socket_class() say.
+void events_set_class(int socket, SchedulingClass scheduling);
+SchedulingClass events_class(int socket);
 
 // Forgets a socket that is about to be closed.
 void events_forget(int socket);

@@ -214,8 +214,8 @@ FileContents file_contents(const char *path)
     return {entry->bytes.c_str(), entry->bytes.size(), entry->version, false};
 }
 
-void file_contents_look_again()
+void file_contents_invalidate()
 {
     event_number++;
-    current_directory_look_again();
+    current_directory_invalidate();
 }

@@ -54,7 +54,7 @@ int flags_of(FileMode mode)
         return O_RDWR | O_TRUNC;
     case FILE_NEW:
         return O_RDWR | O_CREAT | O_EXCL;
-    case FILE_OWN:
+    case FILE_EXACT:
         return O_RDWR | O_CREAT | O_TRUNC;
     }
     return O_RDONLY;
@@ -91,7 +91,7 @@ int open_any_case(const char *path, FileMode mode, int leave_spare)
     }
 
     if ((flags & O_CREAT) != 0) {
-        return open_native(path_for_own_name(native).c_str(), flags, leave_spare);
+        return open_native(path_for_exact_name(native).c_str(), flags, leave_spare);
     }
     if (mode == FILE_READ) {
         std::string found;
@@ -156,7 +156,7 @@ FileHandle file_open(const char *path, FileMode mode)
 
 FileHandle file_open_for_long(const char *path)
 {
-    const int descriptor = open_any_case(path, FILE_OWN, SPARE_FOR_A_MOMENT);
+    const int descriptor = open_any_case(path, FILE_EXACT, SPARE_FOR_A_MOMENT);
     return descriptor < 0 ? failed(NO_FILE) : descriptor;
 }
 
@@ -195,7 +195,7 @@ bool file_sync(FileHandle file)
     return fdatasync(file) == 0 || failed(false);
 }
 
-bool file_sync_own(const char *path)
+bool file_sync_exact(const char *path)
 {
     const FileHandle file = file_open(path, FILE_READ);
     if (file == NO_FILE) {
@@ -208,7 +208,7 @@ bool file_sync_own(const char *path)
 
 bool file_sync_directory_of(const char *path)
 {
-    const std::string native = path_for_own_name(native_path(path));
+    const std::string native = path_for_exact_name(native_path(path));
     const std::string directory = native.substr(0, native.rfind('/') + 1) + ".";
     const int descriptor = open_native(directory.c_str(), O_RDONLY | O_DIRECTORY, 0);
     if (descriptor < 0) {
@@ -255,8 +255,8 @@ bool file_rename(const char *from, const char *to)
     if (errno != ENOENT) {
         return failed(false);
     }
-    return rename(path_for_own_name(native_from).c_str(),
-                  path_for_own_name(native_to).c_str()) == 0 ||
+    return rename(path_for_exact_name(native_from).c_str(),
+                  path_for_exact_name(native_to).c_str()) == 0 ||
            failed(false);
 }
 
@@ -315,12 +315,12 @@ bool file_replace_by(const char *target, const char *source)
 
 bool file_delete(const char *path)
 {
-    return file_delete_own(path) ||
+    return file_delete_exact(path) ||
            (last_failure == ENOENT &&
             (unlink(existing_path(path).c_str()) == 0 || failed(false)));
 }
 
-bool file_delete_own(const char *path)
+bool file_delete_exact(const char *path)
 {
     char native[NATIVE_SIZE];
     if (!to_native(path, native, sizeof native)) {
@@ -332,7 +332,7 @@ bool file_delete_own(const char *path)
     if (errno != ENOENT) {
         return failed(false);
     }
-    return unlink(path_for_own_name(native).c_str()) == 0 || failed(false);
+    return unlink(path_for_exact_name(native).c_str()) == 0 || failed(false);
 }
 
 bool file_is_there(const char *path)

@@ -93,7 +93,7 @@ std::string path_for_new_name(const std::string &path)
     return walk(path, LAST_MAY_MISS, &found) ? found : path;
 }
 
-std::string path_for_own_name(const std::string &path)
+std::string path_for_exact_name(const std::string &path)
 {
     std::string found;
     return walk(path, LAST_AS_GIVEN, &found) ? found : path;

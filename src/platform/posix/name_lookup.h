@@ -16,7 +16,7 @@ std::string path_for_new_name(const std::string &path);
 
 // The directories as they stand on disk and the last name as given, without a search for
 // it: for names that the server makes up itself.
-std::string path_for_own_name(const std::string &path);
+std::string path_for_exact_name(const std::string &path);
 
 // The entry that the path names, as it stands on disk: the path itself where that exists
 // or nothing does.

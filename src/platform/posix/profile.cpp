@@ -204,7 +204,7 @@ int profile_text(const char *section, const char *key, const char *missing, char
 bool profile_write(const char *section, const char *key, const char *value,
                    const char *path)
 {
-    file_contents_look_again(); // another writer may have been here since the last read
+    file_contents_invalidate(); // another writer may have been here since the last read
     const FileContents contents = file_contents(path);
     if (contents.bytes != nullptr &&
         profile_has({contents.bytes, contents.size}, section, key, value)) {
@@ -226,13 +226,13 @@ bool profile_write(const char *section, const char *key, const char *value,
     const bool done =
         count == 0 && replace(name, file, profile_with(text, section, key, value));
     close(file); // and with it the lock
-    file_contents_look_again();
+    file_contents_invalidate();
     return done;
 }
 
 void profile_flush(const char *)
 {
-    file_contents_look_again();
+    file_contents_invalidate();
 }
 
 uint64_t profile_version(const char *path)

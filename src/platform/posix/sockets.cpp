@@ -91,16 +91,6 @@ bool is_shortage(int error)
 
 } // namespace
 
-int sockets_start(int major, int minor, SocketLibrary *library)
-{
-    library->major = major;
-    library->minor = minor;
-    snprintf(library->description, sizeof library->description, "POSIX sockets");
-    return 0;
-}
-
-void sockets_stop() {}
-
 int host_name_of_machine(char *name, int size)
 {
     const auto room = static_cast<size_t>(size);
@@ -170,7 +160,7 @@ bool socket_set_send_buffer(Socket socket, int bytes)
     return succeeded(setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof size) == 0);
 }
 
-bool socket_register(Socket socket, Window *window, unsigned message, int)
+bool socket_register(Socket socket, Window *window, unsigned message)
 {
     // Watched from socket_listen on: a socket that does not listen yet would report its
     // state as an event without end.
@@ -241,14 +231,14 @@ bool socket_discard(Socket socket, size_t size)
     return recv(socket, nullptr, size, MSG_TRUNC) == static_cast<ssize_t>(size);
 }
 
-void socket_set_pace(Socket socket, SocketPace pace)
+void socket_set_class(Socket socket, SchedulingClass scheduling)
 {
-    events_set_pace(socket, pace);
+    events_set_class(socket, scheduling);
 }
 
-SocketPace socket_pace(Socket socket)
+SchedulingClass socket_class(Socket socket)
 {
-    return events_pace(socket);
+    return events_class(socket);
 }
 
 int socket_send(Socket socket, const void *bytes, size_t size)

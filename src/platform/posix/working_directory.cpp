@@ -42,7 +42,7 @@ const char *below_current_directory(const char *path)
     return rest[0] != '\0' ? rest : path;
 }
 
-void current_directory_look_again()
+void current_directory_invalidate()
 {
     known = false;
 }

@@ -9,4 +9,4 @@ const char *current_directory();
 const char *below_current_directory(const char *path);
 
 // Asks the system again at the next use.
-void current_directory_look_again();
+void current_directory_invalidate();

@@ -125,7 +125,7 @@ bool next_message(Message *message)
 void dispatch_message(const Message &message)
 {
     // Each event looks at the files anew.
-    file_contents_look_again();
+    file_contents_invalidate();
     try {
         send_message(message.window, message.message, message.first, message.second);
     } catch (const std::bad_alloc &) {
