@@ -20,9 +20,8 @@ inline constexpr unsigned STYLE_READ_ONLY = 16;
 inline constexpr unsigned STYLE_DIGITS_ONLY = 32;
 inline constexpr unsigned STYLE_OWNER_DRAWN = 64;
 inline constexpr unsigned STYLE_HIDDEN = 128;
-inline constexpr unsigned STYLE_DEFAULT = 256;    // the Enter key's button
-inline constexpr unsigned STYLE_FOREGROUND = 512; // dialogs
-inline constexpr unsigned STYLE_VISIBLE = 1024;   // dialogs
+inline constexpr unsigned STYLE_DEFAULT = 256; // the Enter key's button
+inline constexpr unsigned STYLE_VISIBLE = 512; // dialogs
 
 inline constexpr int NO_ID = -1;
 

@@ -69,8 +69,7 @@ Param default_window_procedure(Window *window, unsigned message, Param first,
 // A number that stands for the window in files; never 0.
 long window_number(const Window *window);
 
-void window_show(Window *window, bool shown); // shown: in its normal state
-bool window_is_shown(const Window *window);
+void window_show(Window *window, bool shown);        // shown: in its normal state
 void window_to_front(Window *window);                // foreground, keyboard focus
 Rect window_rect(const Window *window);              // on the screen, frame included
 Rect window_client_rect(const Window *window);       // left and top are 0
@@ -157,15 +156,14 @@ int message_box(Window *owner, const char *text, const char *caption, unsigned s
 
 struct Menu;
 
-Menu *popup_create();                                    // null when it cannot be had
-bool popup_append(Menu *menu, int id, const char *text); // false when it cannot be done
+Menu *popup_create();
+void popup_append(Menu *menu, int id, const char *text);
 // Opens the menu at the cursor and waits; the item chosen is posted to `window` as a
 // command.
 void popup_track(Menu *menu, Window *window);
 void popup_destroy(Menu *menu);
 // Changes the text of an item, also of a popup of a window's menu bar.
 void menu_set_text(Menu *menu, int id, const char *text);
-int menu_text(const Menu *menu, int id, char *text, int size); // bytes copied
 
 // --- Drawing, in client coordinates of a window or of an owner-drawn control.
 
@@ -182,7 +180,7 @@ struct Colour {
     unsigned char red, green, blue;
 };
 
-DeviceContext *window_context(Window *window); // null when the window cannot be drawn on
+DeviceContext *window_context(Window *window); // null when there is nothing to draw on
 void context_release(DeviceContext *context);
 int context_text_width(DeviceContext *context, const char *text); // pixels
 void draw_line(DeviceContext *context, const int (*points)[2], int count, Colour colour);

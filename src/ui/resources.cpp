@@ -94,7 +94,7 @@ const DialogTemplate about_dialog = {
     "Quillon networked Fax system - Email-to-Fax SMTP Mail Server",
     316,
     174,
-    STYLE_VISIBLE | STYLE_FOREGROUND,
+    STYLE_VISIBLE,
     0,
     {},
     ABOUT_CONTROLS};

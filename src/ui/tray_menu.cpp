@@ -22,28 +22,16 @@ constexpr TrayMenuItem ITEMS[] = {
 
 Menu *open_menu; // null while none is open
 
-bool build_menu()
-{
-    open_menu = popup_create();
-    if (open_menu == nullptr) {
-        return false;
-    }
-    for (const TrayMenuItem &item : ITEMS) {
-        if (!popup_append(open_menu, item.id, item.text)) {
-            tray_menu_close();
-            return false;
-        }
-    }
-    return true;
-}
-
 void show_menu(Window *main_window)
 {
     // The messages served while the menu is open may bring another right press.
-    if (open_menu != nullptr || !build_menu()) {
+    if (open_menu != nullptr) {
         return;
     }
-
+    open_menu = popup_create();
+    for (const TrayMenuItem &item : ITEMS) {
+        popup_append(open_menu, item.id, item.text);
+    }
     window_to_front(main_window);
     popup_track(open_menu, main_window);
 

@@ -6,18 +6,13 @@
 #include "platform/headless/operator.h"
 #include "platform/headless/standard_output.h"
 #include "platform/posix/events.h"
+#include "platform/shell.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
-HeadlessOperator headless_operator = {.message_box = nullptr,
-                                      .dialog = nullptr,
-                                      .popup = nullptr,
-                                      .popup_room = ROOM_FOR_ANY_POPUP,
-                                      .tip = "",
-                                      .icon_is_there = false,
-                                      .opened = ""};
+HeadlessOperator headless_operator = {};
 
 namespace
 {
@@ -54,17 +49,17 @@ void display_wait(int milliseconds)
     events_wait(milliseconds);
 }
 
-int display_screen_width()
+int screen_width()
 {
     return SCREEN_WIDTH;
 }
 
-int display_screen_height()
+int screen_height()
 {
     return SCREEN_HEIGHT;
 }
 
-void display_waiting_cursor(bool) {}
+void cursor_show_waiting(bool) {}
 
 int display_base_unit_x()
 {
@@ -102,10 +97,9 @@ void display_repaint(Window &) {}
 
 void display_menu_text_changed(Menu &, int) {}
 
-bool display_modal_changed(Window &dialog, bool running)
+bool display_modal_changed(Window &, bool running)
 {
-    return !running ||
-           (headless_operator.dialog != nullptr && headless_operator.dialog(dialog));
+    return !running; // nobody could end it
 }
 
 void display_list_appended(Window &list, Weight weight)
@@ -130,7 +124,7 @@ void display_list_client_size(const Window &list, int *width, int *height)
     *height = list.place.bottom - list.place.top;
 }
 
-int display_message_box(Window *, const char *text, const char *caption, unsigned style)
+int message_box(Window *, const char *text, const char *caption, unsigned style)
 {
     if (headless_operator.message_box != nullptr) {
         return headless_operator.message_box(text, caption, style);
@@ -139,61 +133,47 @@ int display_message_box(Window *, const char *text, const char *caption, unsigne
     return BOX_NOT_SHOWN;
 }
 
-bool display_popup_can_be_made()
-{
-    return headless_operator.popup_room >= 0;
-}
-
-bool display_popup_can_grow(const Menu &menu)
-{
-    return static_cast<int>(menu.items.size()) < headless_operator.popup_room;
-}
-
-int display_track_popup(Menu &menu)
-{
-    return headless_operator.popup != nullptr ? headless_operator.popup(menu) : 0;
-}
-
-bool display_tray_icon(TrayOperation operation, const TrayIcon &icon)
-{
-    headless_operator.icon_is_there = operation != TRAY_REMOVE;
-    if (operation != TRAY_REMOVE) {
-        memcpy(headless_operator.tip, icon.tip, sizeof headless_operator.tip);
-    }
-    return true;
-}
-
-bool display_shell_open(const char *path, const char *)
-{
-    snprintf(headless_operator.opened, sizeof headless_operator.opened, "%s", path);
-    return false; // there is no shell here
-}
-
-// Nothing is drawn, but texts have a width.
-DeviceContext *display_context(Window &window)
-{
-    return reinterpret_cast<DeviceContext *>(&window);
-}
-
-void display_context_release(DeviceContext *) {}
-
-int display_text_width(DeviceContext *, const char *text)
-{
-    return static_cast<int>(strlen(text)) * CHARACTER_WIDTH;
-}
-
-void display_draw_line(DeviceContext *, const int (*)[2], int, Colour) {}
-
-void display_draw_text(DeviceContext *, int, int, const char *, int) {}
-
-void display_draw_push_button(DeviceContext *, const Rect &, bool) {}
-
-int display_draw_picture(DeviceContext *, int, int, int)
+int display_track_popup(Menu &)
 {
     return 0;
 }
 
-Colour display_window_background()
+bool tray_icon(TrayOperation operation, const TrayIcon &)
+{
+    headless_operator.icon_is_there = operation != TRAY_REMOVE;
+    return true;
+}
+
+bool shell_open(const char *, const char *)
+{
+    return false; // there is no shell here
+}
+
+// Nothing is drawn, but texts have a width.
+DeviceContext *window_context(Window *window)
+{
+    return reinterpret_cast<DeviceContext *>(window);
+}
+
+void context_release(DeviceContext *) {}
+
+int context_text_width(DeviceContext *, const char *text)
+{
+    return static_cast<int>(strlen(text)) * CHARACTER_WIDTH;
+}
+
+void draw_line(DeviceContext *, const int (*)[2], int, Colour) {}
+
+void draw_text(DeviceContext *, int, int, const char *, int) {}
+
+void draw_push_button(DeviceContext *, const Rect &, bool) {}
+
+int draw_picture(DeviceContext *, int, int, int)
+{
+    return 0;
+}
+
+Colour window_background()
 {
     return {255, 255, 255};
 }

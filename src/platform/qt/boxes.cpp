@@ -78,8 +78,7 @@ int pressed_button(const QMessageBox &box)
 
 } // namespace
 
-int display_message_box(Window *owner, const char *text, const char *caption,
-                        unsigned style)
+int message_box(Window *owner, const char *text, const char *caption, unsigned style)
 {
     if (!screen_is_there()) {
         return BOX_NOT_SHOWN;
@@ -103,18 +102,11 @@ int display_message_box(Window *owner, const char *text, const char *caption,
     return open.button;
 }
 
-bool display_popup_can_be_made()
-{
-    return screen_is_there();
-}
-
-bool display_popup_can_grow(const Menu &)
-{
-    return true;
-}
-
 int display_track_popup(Menu &menu)
 {
+    if (!screen_is_there()) {
+        return 0;
+    }
     OpenPopup open;
     QMenu view;
     for (const MenuItem &item : menu.items) {

@@ -241,17 +241,17 @@ int display_base_unit_y()
     return unit_character_height();
 }
 
-int display_screen_width()
+int screen_width()
 {
     return QApplication::primaryScreen()->geometry().width();
 }
 
-int display_screen_height()
+int screen_height()
 {
     return QApplication::primaryScreen()->geometry().height();
 }
 
-void display_waiting_cursor(bool waiting)
+void cursor_show_waiting(bool waiting)
 {
     if (waiting == waiting_cursor) {
         return;

@@ -56,25 +56,24 @@ QColor qt_colour(Colour colour)
 
 } // namespace
 
-DeviceContext *display_context(Window &window)
+DeviceContext *window_context(Window *window)
 {
-    auto *widget = static_cast<QWidget *>(window.view);
+    auto *widget = static_cast<QWidget *>(window->view);
     return widget != nullptr ? new DeviceContext{widget, nullptr} : nullptr;
 }
 
-void display_context_release(DeviceContext *context)
+void context_release(DeviceContext *context)
 {
     delete context;
 }
 
-int display_text_width(DeviceContext *, const char *text)
+int context_text_width(DeviceContext *, const char *text)
 {
     static const CharacterWidths widths{QApplication::font()};
     return widths.width(text);
 }
 
-void display_draw_line(DeviceContext *context, const int (*points)[2], int count,
-                       Colour colour)
+void draw_line(DeviceContext *context, const int (*points)[2], int count, Colour colour)
 {
     if (context->painter == nullptr) {
         return;
@@ -95,7 +94,7 @@ void display_draw_line(DeviceContext *context, const int (*points)[2], int count
     }
 }
 
-void display_draw_text(DeviceContext *context, int x, int y, const char *text, int length)
+void draw_text(DeviceContext *context, int x, int y, const char *text, int length)
 {
     if (context->painter == nullptr) {
         return;
@@ -106,7 +105,7 @@ void display_draw_text(DeviceContext *context, int x, int y, const char *text, i
                      to_qt({text, static_cast<size_t>(length)}));
 }
 
-void display_draw_push_button(DeviceContext *context, const Rect &rect, bool pressed)
+void draw_push_button(DeviceContext *context, const Rect &rect, bool pressed)
 {
     if (context->painter == nullptr) {
         return;
@@ -121,7 +120,7 @@ void display_draw_push_button(DeviceContext *context, const Rect &rect, bool pre
                                  widget);
 }
 
-int display_draw_picture(DeviceContext *context, int x, int y, int id)
+int draw_picture(DeviceContext *context, int x, int y, int id)
 {
     const QPixmap pixmap = picture(id, context->widget->devicePixelRatioF());
     if (pixmap.isNull()) {
@@ -133,7 +132,7 @@ int display_draw_picture(DeviceContext *context, int x, int y, int id)
     return static_cast<int>(std::lround(pixmap.deviceIndependentSize().width()));
 }
 
-Colour display_window_background()
+Colour window_background()
 {
     const QColor colour = QApplication::palette().color(QPalette::Window);
     return {static_cast<unsigned char>(colour.red()),

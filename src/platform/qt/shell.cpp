@@ -1,5 +1,5 @@
 // Opening a file with the desktop's program for it.
-#include "platform/window_model/display.h"
+#include "platform/shell.h"
 
 #include "platform/posix/events.h"
 #include "platform/posix/name_lookup.h"
@@ -32,7 +32,7 @@ constexpr char OPENER[] = "xdg-open";
 
 } // namespace
 
-bool display_shell_open(const char *path, const char *start_directory)
+bool shell_open(const char *path, const char *start_directory)
 {
     const QByteArray program =
         QStandardPaths::findExecutable(QString::fromLatin1(OPENER)).toLocal8Bit();

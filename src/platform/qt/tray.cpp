@@ -4,6 +4,7 @@
 #include "platform/qt/pictures.h"
 #include "platform/qt/screen.h"
 #include "platform/qt/text.h"
+#include "platform/shell.h"
 
 #include <QSystemTrayIcon>
 #include <QTimer>
@@ -63,7 +64,7 @@ void tray_press_left()
     }
 }
 
-bool display_tray_icon(TrayOperation operation, const TrayIcon &record)
+bool tray_icon(TrayOperation operation, const TrayIcon &record)
 {
     if (!screen_is_there()) {
         return false;

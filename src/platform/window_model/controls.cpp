@@ -32,7 +32,6 @@ void list_append(Window *list, const char *text, Weight weight)
     }
     list->entry_count++;
     list->entries[place_in_ring(*list, list->entry_count - 1)] = text;
-    list->appended++;
     display_list_appended(*list, weight);
 }
 

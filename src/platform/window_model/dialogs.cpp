@@ -154,16 +154,12 @@ Window *dialog_item(Window *dialog, int id)
 
 Menu *popup_create()
 {
-    return display_popup_can_be_made() ? new Menu : nullptr;
+    return new Menu;
 }
 
-bool popup_append(Menu *menu, int id, const char *text)
+void popup_append(Menu *menu, int id, const char *text)
 {
-    if (!display_popup_can_grow(*menu)) {
-        return false;
-    }
     menu->items.push_back({id, text});
-    return true;
 }
 
 void popup_track(Menu *menu, Window *window)
@@ -186,13 +182,4 @@ void menu_set_text(Menu *menu, int id, const char *text)
         item->text = text;
         display_menu_text_changed(*menu, id);
     }
-}
-
-int menu_text(const Menu *menu, int id, char *text, int size)
-{
-    const MenuItem *item = find_item(const_cast<Menu *>(menu), id);
-    const size_t length =
-        item == nullptr ? 0 : item->text.copy(text, static_cast<size_t>(size) - 1);
-    text[length] = '\0';
-    return static_cast<int>(length);
 }

@@ -28,7 +28,6 @@ enum WindowKind { KIND_WINDOW, KIND_DIALOG, KIND_CONTROL };
 struct Window {
     WindowKind kind;
     long number;
-    std::string class_name; // windows
     WindowProcedure procedure = nullptr;
     std::string text; // title, caption or content
     Rect place{};     // on the screen; controls: in the dialog's client area, pixels
@@ -54,7 +53,6 @@ struct Window {
     size_t first_entry = 0, entry_count = 0;
     int top_entry = 0;
     int extent = 0;
-    uint64_t appended = 0; // entries ever appended
 
     void *view = nullptr; // the display's own
 };

@@ -78,7 +78,6 @@ Window *window_create(const char *class_name, const char *title, const Rect &pla
         return nullptr;
     }
     Window *window = model_add(KIND_WINDOW);
-    window->class_name = class_name;
     window->procedure = found->procedure;
     window->icon = found->icon;
     window->text = title;
@@ -131,11 +130,6 @@ void window_show(Window *window, bool shown)
         window->shown = shown;
         display_shown_changed(*window);
     }
-}
-
-bool window_is_shown(const Window *window)
-{
-    return window != nullptr && window->shown;
 }
 
 void window_to_front(Window *window)
@@ -207,79 +201,7 @@ void window_repaint(Window *window)
     }
 }
 
-int screen_width()
-{
-    return display_screen_width();
-}
-
-int screen_height()
-{
-    return display_screen_height();
-}
-
-void cursor_show_waiting(bool waiting)
-{
-    display_waiting_cursor(waiting);
-}
-
-DeviceContext *window_context(Window *window)
-{
-    return window == nullptr ? nullptr : display_context(*window);
-}
-
-void context_release(DeviceContext *context)
-{
-    if (context != nullptr) {
-        display_context_release(context);
-    }
-}
-
-int context_text_width(DeviceContext *context, const char *text)
-{
-    return context == nullptr ? 0 : display_text_width(context, text);
-}
-
-void draw_line(DeviceContext *context, const int (*points)[2], int count, Colour colour)
-{
-    display_draw_line(context, points, count, colour);
-}
-
-void draw_text(DeviceContext *context, int x, int y, const char *text, int length)
-{
-    display_draw_text(context, x, y, text, length);
-}
-
-void draw_push_button(DeviceContext *context, const Rect &rect, bool pressed)
-{
-    display_draw_push_button(context, rect, pressed);
-}
-
-int draw_picture(DeviceContext *context, int x, int y, int picture)
-{
-    return display_draw_picture(context, x, y, picture);
-}
-
-Colour window_background()
-{
-    return display_window_background();
-}
-
 Rect control_rect(const Window *control)
 {
     return control->place;
-}
-
-bool tray_icon(TrayOperation operation, const TrayIcon &icon)
-{
-    return display_tray_icon(operation, icon);
-}
-
-bool shell_open(const char *path, const char *start_directory)
-{
-    return display_shell_open(path, start_directory);
-}
-
-int message_box(Window *owner, const char *text, const char *caption, unsigned style)
-{
-    return display_message_box(owner, text, caption, style);
 }
