@@ -5,8 +5,9 @@
 #include "log/activity_log.h"
 #include "platform/files.h"
 
-#include <memory>
+#include <algorithm>
 #include <new>
+#include <string>
 
 namespace
 {
@@ -22,24 +23,12 @@ constexpr const char *KIND_NAMES[] = {
 };
 
 struct AcceptedList {
-    std::unique_ptr<char[]> content; // null: not loaded
+    bool loaded = false;
+    std::string content;
     AddressTable table;
 };
 
 AcceptedList accepted;
-
-bool read_whole(FileHandle file, char *bytes, size_t size)
-{
-    size_t have = 0;
-    while (have < size) {
-        int64_t count = file_read(file, bytes + have, size - have);
-        if (count <= 0) {
-            return false;
-        }
-        have += static_cast<size_t>(count);
-    }
-    return true;
-}
 
 bool out_of_memory()
 {
@@ -51,41 +40,38 @@ bool out_of_memory()
 // False, with the reason logged and nothing kept, when the list cannot be loaded.
 bool load_list()
 {
-    char path[PATH_SIZE];
-    path_below(path, sizeof path, LIST_FILE);
-    if (!does_file_exist(path)) {
+    if (does_file_exist(LIST_FILE) == 0) {
         log_line(WEIGHT_FAILURE,
                  "***WARNING*** - IP Address validation file cannot be found");
         log_line(WEIGHT_FAILURE,
                  "***WARNING*** - IP Address validation cannot be performed...");
         return false;
     }
-
-    int64_t entry_size = file_size_of(path);
-    size_t size = entry_size > 0 ? static_cast<size_t>(entry_size) : 0;
-    std::unique_ptr<char[]> content(new (std::nothrow) char[size + 1]());
-    if (!content) {
+    const auto size = static_cast<size_t>(std::max<int64_t>(file_size_of(LIST_FILE), 0));
+    std::string content;
+    try {
+        content.reserve(size);
+    } catch (const std::bad_alloc &) {
         return out_of_memory();
     }
-
-    FileHandle file = file_open(path, FILE_READ);
+    const FileHandle file = file_open(LIST_FILE, FILE_READ);
     if (file == NO_FILE) {
         log_line(WEIGHT_FAILURE,
                  "***WARNING*** - IP Address validation - Unable to open file");
         return false;
     }
-    bool whole = read_whole(file, content.get(), size);
+    const bool whole = file_read_whole(file, &content) && content.size() >= size;
     file_close(file);
     if (!whole) {
         log_line(WEIGHT_FAILURE,
                  "***WARNING*** - IP Address validation - Unable to read file");
         return false;
     }
-
-    if (!build_table(&accepted.table, ACCEPTED_LIST, content.get(), size)) {
+    if (!build_table(&accepted.table, ACCEPTED_LIST, content.data(), content.size())) {
         return out_of_memory();
     }
     accepted.content = std::move(content);
+    accepted.loaded = true;
     return true;
 }
 
@@ -93,7 +79,7 @@ bool load_list()
 
 int validate_ip_address(const char *address)
 {
-    if (!accepted.content && !load_list()) {
+    if (!accepted.loaded && !load_list()) {
         return 0;
     }
     log_stamped("SMTP : Validating [%s]", address);
@@ -104,7 +90,7 @@ int validate_ip_address(const char *address)
     }
 
     AddressEntry entry;
-    if (find_entry(accepted.table, accepted.content.get(), client, &entry)) {
+    if (find_entry(accepted.table, accepted.content.data(), client, &entry)) {
         char line[ENTRY_TEXT_SIZE];
         entry_text(entry, line);
         log_stamped("SMTP : Connection accepted from [%s] due to %s entry [%s]", address,

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <charconv>
-#include <climits>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -90,53 +88,6 @@ size_t copy_text(char *text, size_t size, const char *from)
     memmove(text, from, length);
     text[length] = '\0';
     return length;
-}
-
-char upper_case(char c)
-{
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-char lower_case(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool equal_ignoring_case(const char *a, const char *b)
-{
-    while (*a != '\0' && lower_case(*a) == lower_case(*b)) {
-        a++;
-        b++;
-    }
-    return lower_case(*a) == lower_case(*b);
-}
-
-bool begins_ignoring_case(const char *text, const char *beginning)
-{
-    while (*beginning != '\0' && lower_case(*text) == lower_case(*beginning)) {
-        text++;
-        beginning++;
-    }
-    return *beginning == '\0';
-}
-
-int text_to_number(const char *text)
-{
-    while (*text == ' ' || *text == '\t') {
-        text++;
-    }
-    const bool negative = *text == '-';
-    if (*text == '-' || *text == '+') {
-        text++;
-    }
-    int64_t number = 0;
-    for (; *text >= '0' && *text <= '9'; text++) {
-        number = number * 10 + (*text - '0');
-        if (number > INT_MAX) {
-            return negative ? INT_MIN : INT_MAX;
-        }
-    }
-    return static_cast<int>(negative ? -number : number);
 }
 
 std::string lower_case_of(std::string_view text)

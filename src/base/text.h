@@ -1,6 +1,8 @@
 // Fixed-size texts. Every copy knows its target's size and ends in a NUL.
 #pragma once
 
+#include "platform/ascii.h"
+
 #include <cstdarg>
 #include <cstddef>
 #include <string>
@@ -15,18 +17,8 @@
 // Copies, cut to `size` - 1 bytes. Returns the bytes copied, without the NUL.
 size_t copy_text(char *text, size_t size, const char *from);
 
-// Comparisons that take the ASCII letters of both cases for equal.
-bool equal_ignoring_case(const char *a, const char *b);
-bool begins_ignoring_case(const char *text, const char *beginning);
-
-// Changes ASCII letters only.
-char upper_case(char c);
-char lower_case(char c);
+// With ASCII letters changed only.
 std::string lower_case_of(std::string_view text);
-
-// Leading blanks, a sign, digits up to the first other character; 0 without digits.
-// Held at the limits of 32 bits.
-int text_to_number(const char *text);
 
 // The words of a line, parted by blanks, tabs, CR and LF. Moves `rest` past the word;
 // empty when there is no further one.

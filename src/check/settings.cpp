@@ -4,6 +4,7 @@
 #include "base/settings.h"
 #include "check/findings.h"
 #include "check/list_file.h"
+#include "platform/ascii.h"
 #include "platform/posix/profile_text.h"
 
 #include <string>
@@ -16,8 +17,8 @@ constexpr char SETTINGS_FILE[] = "data/raw/qlnxserver.dat";
 const SettingRow *known_setting(const ProfileItem &item)
 {
     for (const SettingRow &row : SETTING_ROWS) {
-        if (profile_same_name(item.section, row.section) &&
-            profile_same_name(item.key, row.key)) {
+        if (equal_ignoring_case(item.section, row.section) &&
+            equal_ignoring_case(item.key, row.key)) {
             return &row;
         }
     }
@@ -87,7 +88,7 @@ void check_settings()
         int line = line_of(&lines, item.key.data());
         if (const SettingRow *known = known_setting(item)) {
             check_value(*known, item, line);
-        } else if (profile_same_name(item.section, SERVER_SECTION)) {
+        } else if (equal_ignoring_case(item.section, SERVER_SECTION)) {
             std::string key(item.key);
             report(FOUND_WARNING, file.name, line, "%s is not a setting of the server",
                    key.c_str());

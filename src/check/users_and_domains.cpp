@@ -4,6 +4,7 @@
 #include "base/settings.h"
 #include "check/findings.h"
 #include "check/list_file.h"
+#include "platform/ascii.h"
 #include "platform/posix/profile_text.h"
 
 #include <charconv>
@@ -24,7 +25,7 @@ int user_number(std::string_view section)
 {
     constexpr size_t PREFIX = 4;
     if (section.size() <= PREFIX ||
-        !profile_same_name(section.substr(0, PREFIX), "USER")) {
+        !equal_ignoring_case(section.substr(0, PREFIX), "USER")) {
         return -1;
     }
 
@@ -40,8 +41,8 @@ int user_number(std::string_view section)
 // The keys that a user is found by.
 bool names_a_user(const ProfileItem &item)
 {
-    return !item.value.empty() && (profile_same_name(item.key, "FULLEMAIL") ||
-                                   profile_same_name(item.key, "ID"));
+    return !item.value.empty() && (equal_ignoring_case(item.key, "FULLEMAIL") ||
+                                   equal_ignoring_case(item.key, "ID"));
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // An open file. Whoever opened it closes it.
 using FileHandle = int;
@@ -19,7 +20,7 @@ enum FileMode {
     FILE_APPEND, // created when missing; every write goes to the end
     FILE_EMPTY,  // created when missing, emptied when not
     FILE_NEW,    // must not exist      } for names that the server makes up itself: they
-    FILE_EXACT,    // created or emptied  } are not searched for in other letter cases
+    FILE_EXACT,  // created or emptied  } are not searched for in other letter cases
 };
 
 // The directory the process runs in, as the system reports it ("/srv/quillon").
@@ -39,6 +40,10 @@ FileHandle file_open_for_long(const char *path);
 
 // Bytes read, at most `size`; 0 at the end of the file, -1 when reading fails.
 int64_t file_read(FileHandle file, void *bytes, size_t size);
+
+// Appends everything from the present position on. False when reading fails or there is
+// no memory for it.
+bool file_read_whole(FileHandle file, std::string *bytes);
 
 // True when every byte was written. Nothing is buffered: the bytes have reached
 // the file when the call returns.

@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <ctime>
-#include <new>
 #include <string>
 #include <unordered_map>
 
@@ -135,17 +134,7 @@ Outcome read_whole(const std::string &name, std::string *bytes)
     if (file == NO_FILE) {
         return failed();
     }
-    static char piece[65536];
-    int64_t count = 0;
-    try {
-        while ((count = file_read(file, piece, sizeof piece)) > 0) {
-            bytes->append(piece, static_cast<size_t>(count));
-        }
-    } catch (const std::bad_alloc &) {
-        errno = ENOMEM;
-        count = -1;
-    }
-    const Outcome outcome = count == 0 ? DONE : failed();
+    const Outcome outcome = file_read_whole(file, bytes) ? DONE : failed();
     file_close(file);
     return outcome;
 }

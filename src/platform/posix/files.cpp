@@ -12,6 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <new>
+
 namespace
 {
 
@@ -164,6 +166,21 @@ int64_t file_read(FileHandle file, void *bytes, size_t size)
 {
     const ssize_t count = read(file, bytes, size);
     return count < 0 ? failed<int64_t>(-1) : count;
+}
+
+bool file_read_whole(FileHandle file, std::string *bytes)
+{
+    static char piece[65536];
+    try {
+        int64_t count = 0;
+        while ((count = file_read(file, piece, sizeof piece)) > 0) {
+            bytes->append(piece, static_cast<size_t>(count));
+        }
+        return count == 0;
+    } catch (const std::bad_alloc &) {
+        errno = ENOMEM;
+        return failed(false);
+    }
 }
 
 bool file_write(FileHandle file, const void *bytes, size_t size)

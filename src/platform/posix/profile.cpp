@@ -1,5 +1,6 @@
 #include "platform/profile.h"
 
+#include "platform/ascii.h"
 #include "platform/file_contents.h"
 #include "platform/files.h"
 #include "platform/posix/name_lookup.h"
@@ -12,12 +13,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <new>
 #include <optional>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 namespace
 {
@@ -25,67 +24,40 @@ namespace
 constexpr int LOCK_TRIES = 200;
 constexpr long LOCK_PAUSE = 10000000; // nanoseconds: 2 seconds in all
 
-// A parsed file, with an index by section and key. Kept while the version stays.
+// A section and a key of it.
+using Name = std::pair<std::string_view, std::string_view>;
+
+struct HashOfName {
+    size_t operator()(const Name &name) const
+    {
+        return NameHash()(name.first) * 31 + NameHash()(name.second);
+    }
+};
+struct SameName {
+    bool operator()(const Name &a, const Name &b) const
+    {
+        return equal_ignoring_case(a.first, b.first) &&
+               equal_ignoring_case(a.second, b.second);
+    }
+};
+
+// A parsed file, kept while the version stays. Its views point into the file's content.
 struct Profile {
     uint64_t version = 0;
-    std::vector<ProfileItem> items;
-    std::vector<uint32_t> index; // of the item + 1; 0 is free; a power of two
+    std::unordered_map<Name, std::string_view, HashOfName, SameName> values;
 };
 
 std::unordered_map<std::string, Profile> profiles;
 
-uint32_t hash_name(uint32_t hash, std::string_view name)
-{
-    for (const char c : name) {
-        hash = (hash ^ (static_cast<unsigned char>(c) | 0x20U)) * 16777619U; // any case
-    }
-    return (hash ^ 0x100U) * 16777619U;
-}
-
-uint32_t hash_names(std::string_view section, std::string_view key)
-{
-    return hash_name(hash_name(2166136261U, section), key);
-}
-
-const ProfileItem *find_item(const Profile &profile, std::string_view section,
-                             std::string_view key)
-{
-    const size_t mask = profile.index.size() - 1;
-    for (size_t at = hash_names(section, key) & mask;; at = (at + 1) & mask) {
-        const uint32_t number = profile.index[at];
-        if (number == 0) {
-            return nullptr;
-        }
-        const ProfileItem &item = profile.items[number - 1];
-        if (profile_same_name(item.section, section) &&
-            profile_same_name(item.key, key)) {
-            return &item;
-        }
-    }
-}
-
 void parse(Profile *profile, const FileContents &contents)
 {
-    profile->items = contents.bytes == nullptr
-                         ? std::vector<ProfileItem>()
-                         : profile_items({contents.bytes, contents.size});
+    profile->values.clear();
+    if (contents.bytes != nullptr) {
+        for (const ProfileItem &item : profile_items({contents.bytes, contents.size})) {
+            profile->values.emplace(Name{item.section, item.key}, item.value);
+        }
+    }
     profile->version = contents.version;
-    size_t size = 16;
-    while (size < profile->items.size() * 2 + 2) {
-        size *= 2;
-    }
-    profile->index.assign(size, 0);
-    for (size_t i = 0; i < profile->items.size(); i++) {
-        const ProfileItem &item = profile->items[i];
-        if (find_item(*profile, item.section, item.key) != nullptr) {
-            continue; // the first counts
-        }
-        size_t at = hash_names(item.section, item.key) & (size - 1);
-        while (profile->index[at] != 0) {
-            at = (at + 1) & (size - 1);
-        }
-        profile->index[at] = static_cast<uint32_t>(i + 1);
-    }
 }
 
 bool bring_up_to_date(Profile *profile, const FileContents &contents)
@@ -113,8 +85,9 @@ std::optional<std::string_view> value_of(std::string_view section, std::string_v
         !bring_up_to_date(last_profile, contents)) {
         return profile_value({contents.bytes, contents.size}, section, key);
     }
-    const ProfileItem *item = find_item(*last_profile, section, key);
-    return item == nullptr ? std::nullopt : std::optional(item->value);
+    const auto found = last_profile->values.find({section, key});
+    return found == last_profile->values.end() ? std::nullopt
+                                               : std::optional(found->second);
 }
 
 // The file opened for writing and locked, and still the one that the name stands for.
@@ -170,25 +143,8 @@ bool replace(const std::string &name, int old_file, const std::string &text)
 
 int profile_int(const char *section, const char *key, int missing, const char *path)
 {
-    const std::optional<std::string_view> found = value_of(section, key, path);
-    if (!found) {
-        return missing;
-    }
-    const std::string_view value = *found;
-    size_t at = 0;
-    while (at < value.size() && (value[at] == ' ' || value[at] == '\t')) {
-        at++;
-    }
-    const bool negative = at < value.size() && value[at] == '-';
-    if (at < value.size() && (value[at] == '-' || value[at] == '+')) {
-        at++;
-    }
-    int64_t number = 0;
-    for (; at < value.size() && value[at] >= '0' && value[at] <= '9'; at++) {
-        number = std::min<int64_t>(number * 10 + (value[at] - '0'), INT64_C(1) << 31);
-    }
-    number = negative ? -number : std::min<int64_t>(number, INT_MAX);
-    return static_cast<int>(number);
+    const std::optional<std::string_view> value = value_of(section, key, path);
+    return value ? text_to_number(*value) : missing;
 }
 
 int profile_text(const char *section, const char *key, const char *missing, char *text,
@@ -216,15 +172,10 @@ bool profile_write(const char *section, const char *key, const char *value,
     if (file < 0) {
         return false;
     }
-    // Read anew: what another writer did up to the lock counts.
+    // Read again: what another writer did up to the lock counts.
     std::string text;
-    static char piece[65536];
-    int64_t count = 0;
-    while ((count = file_read(file, piece, sizeof piece)) > 0) {
-        text.append(piece, static_cast<size_t>(count));
-    }
-    const bool done =
-        count == 0 && replace(name, file, profile_with(text, section, key, value));
+    const bool done = file_read_whole(file, &text) &&
+                      replace(name, file, profile_with(text, section, key, value));
     close(file); // and with it the lock
     file_contents_invalidate();
     return done;

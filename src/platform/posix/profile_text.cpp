@@ -1,6 +1,6 @@
 #include "platform/posix/profile_text.h"
 
-#include <strings.h>
+#include "platform/ascii.h"
 
 #include <unordered_set>
 
@@ -17,15 +17,6 @@ std::string_view trimmed(std::string_view text)
         return text.substr(0, 0); // empty, but never null
     }
     return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
-}
-
-std::string lower_case(std::string_view name)
-{
-    std::string lower(name);
-    for (char &c : lower) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-    }
-    return lower;
 }
 
 bool is_quoted(std::string_view value)
@@ -115,12 +106,12 @@ Place find_place(std::string_view text, std::string_view section, std::string_vi
             if (place.section_found) {
                 break;
             }
-            place.section_found = profile_same_name(line.name, section);
+            place.section_found = equal_ignoring_case(line.name, section);
         }
         if (!place.section_found) {
             continue;
         }
-        if (line.kind == KEY_LINE && profile_same_name(line.name, key)) {
+        if (line.kind == KEY_LINE && equal_ignoring_case(line.name, key)) {
             place.key_found = true;
             place.line = line;
             break;
@@ -134,23 +125,18 @@ Place find_place(std::string_view text, std::string_view section, std::string_vi
 
 } // namespace
 
-bool profile_same_name(std::string_view a, std::string_view b)
-{
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 std::vector<ProfileItem> profile_items(std::string_view text)
 {
     std::vector<ProfileItem> items;
     std::string_view section;
     bool in_section = false;
-    std::unordered_set<std::string> seen;
+    std::unordered_set<std::string_view, NameHash, NameEqual> seen;
     for (size_t at = 0; at < text.size();) {
         const Line line = line_at(text, at);
         at = line.next;
         if (line.kind == SECTION_LINE) {
             section = line.name;
-            in_section = seen.insert(lower_case(section)).second;
+            in_section = seen.insert(section).second;
         } else if (line.kind == KEY_LINE && in_section) {
             items.push_back({section, line.name, unquoted(raw_value(text, line))});
         }

@@ -25,5 +25,3 @@ std::string profile_with(std::string_view text, std::string_view section,
 // Whether the key's line holds just this value.
 bool profile_has(std::string_view text, std::string_view section, std::string_view key,
                  std::string_view value);
-
-bool profile_same_name(std::string_view a, std::string_view b);
