@@ -98,7 +98,7 @@ int validate_ip_address(const char *address)
         return 1;
     }
 
-    // A malformed entry has broken the check off: that is not reported.
+    // A malformed entry ends the check without a line.
     if (accepted.table.ending != SCAN_AT_MALFORMED) {
         log_stamped(WEIGHT_WARNING,
                     "SMTP : Connection refused from [%s] - no matching validation entry",

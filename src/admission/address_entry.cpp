@@ -127,7 +127,7 @@ void set_range(AddressEntry *entry, const Bounds &bounds)
     }
 }
 
-// Equal as a whole text.
+// Compared as a whole text.
 void read_full(AddressEntry *entry, std::string_view text)
 {
     Octets address;
@@ -140,9 +140,9 @@ void read_full(AddressEntry *entry, std::string_view text)
 
 // --- Ranges
 
-// Cuts a range into its octets. The fourth lower one ends at the first `-` behind its
-// `.`; the upper address and that octet lose the blanks around them. False when the
-// entry has an error.
+// Splits a range into its octets. The fourth lower octet ends at the first `-` after its
+// `.`; blanks around it and around the upper address are dropped. False when the entry
+// has an error.
 bool split_range(AddressEntry *entry, std::string_view text, Fields *lower, Fields *upper)
 {
     entry->error = ERROR_MALFORMED;
@@ -205,8 +205,8 @@ void read_range(AddressEntry *entry, std::string_view text)
     set_range(entry, bounds);
 }
 
-// The octets that a wildcard range compares: with other asterisks it compares none at
-// all on that side, and so lets everybody pass there.
+// The octets that one side of a wildcard range compares; none with other sets of
+// asterisks, so that everybody passes on that side.
 unsigned compared_beside(unsigned asterisk_positions)
 {
     switch (asterisk_positions) {

@@ -1,8 +1,8 @@
 // What one line of an address list means.
 //
-// Every entry, however it is written, comes down to a range: a lowest and a highest
-// number for each of the four octets. A client is meant when every octet of its
-// address lies between the two.
+// Every entry, however it is written, becomes a range: a lowest and a highest number for
+// each of the four octets. It matches a client when every octet of the client's address
+// is within those limits.
 //
 // A client's address is always the text that address_to_text() writes: numbers from 0
 // to 255 without leading zeros. So an entry, or an octet, that is compared as text can
@@ -46,14 +46,14 @@ inline constexpr size_t ENTRY_TEXT_SIZE = LIST_LINE_LIMIT + 1;
 
 struct ListLine {
     std::string_view text; // without its ending
-    bool tooLong; // over the limit; such an entry keeps its kind and matches nobody
+    bool tooLong;          // such an entry keeps its kind and matches nobody
 };
 
 struct AddressEntry {
     EntryKind kind;
     EntryError error;
     AddressRange range; // when there is no error
-    // Together the line; of a range only, with the blanks behind its `-` dropped.
+    // Together the line; in a range without the blanks after its `-`.
     std::string_view head, tail;
 };
 

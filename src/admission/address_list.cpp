@@ -1,6 +1,7 @@
 #include "admission/address_list.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <new>
 
@@ -11,8 +12,8 @@ namespace
 // dots, the dash and the last octet of a range whose other octets are left out.
 constexpr size_t SHORTEST_ROW = 8;
 
-// The lines of the accepted list end at a CR, and the next one begins two bytes behind
-// it, whatever the second byte is. False when the list has ended.
+// A line of the accepted list ends at a CR, and the next one begins two bytes after that
+// CR, whatever the second byte is. False when the list has ended.
 bool next_accepted_line(ListScan *scan, ListLine *line)
 {
     size_t left = static_cast<size_t>(scan->end - scan->next);
@@ -60,7 +61,7 @@ bool is_comment(const ListScan &scan, std::string_view text)
     return scan.list == ACCEPTED_LIST && text.front() == ';';
 }
 
-ScanEnd ending_behind(AddressList list, const AddressEntry &entry)
+ScanEnd ending_after(AddressList list, const AddressEntry &entry)
 {
     if (entry.error == ERROR_MALFORMED) {
         return SCAN_AT_MALFORMED;
@@ -92,6 +93,7 @@ void widen(AddressRange *range, const AddressRange &by)
 
 void add_row(AddressTable *table, const AddressRange &range, size_t start)
 {
+    assert(table->count == 0 || table->starts[table->count - 1] < start);
     AddressRange *block = &table->blocks[table->count / BLOCK_ROWS];
     if (table->count % BLOCK_ROWS == 0) {
         *block = range;
@@ -150,7 +152,7 @@ bool next_entry(ListScan *scan, AddressEntry *entry)
         }
 
         read_entry(scan->list, line, entry);
-        scan->ending = ending_behind(scan->list, *entry);
+        scan->ending = ending_after(scan->list, *entry);
         return true;
     }
     return false;
@@ -160,7 +162,7 @@ bool build_table(AddressTable *table, AddressList list, const char *bytes, size_
 {
     ListScan scan = scan_list(list, bytes, size);
 
-    // One row more: the wildcard that ends the accepted list may be shorter.
+    // One more: the wildcard entry that ends the accepted list may be shorter.
     size_t room = static_cast<size_t>(scan.end - scan.next) / SHORTEST_ROW + 1;
 
     *table = {};
@@ -179,6 +181,7 @@ bool build_table(AddressTable *table, AddressList list, const char *bytes, size_
         if (entry.error != ERROR_NONE) {
             continue;
         }
+        assert(table->count < room);
         add_row(table, entry.range, static_cast<size_t>(entry.head.data() - bytes));
     }
     table->ending = scan.ending;

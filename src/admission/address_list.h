@@ -12,8 +12,8 @@ enum ScanEnd {
     SCAN_GOES_ON,
     SCAN_AT_END, // the file has ended
     SCAN_AT_EMPTY_LINE,
-    SCAN_AT_WILDCARD,  // accepted list: behind the first wildcard or wildcard range entry
-    SCAN_AT_MALFORMED, // behind an entry that ends the check with the answer 0
+    SCAN_AT_WILDCARD,  // accepted list: after the first wildcard or wildcard range entry
+    SCAN_AT_MALFORMED, // after an entry that ends the check with the answer 0
 };
 
 struct ListScan {
@@ -23,8 +23,8 @@ struct ListScan {
     ScanEnd ending;
 };
 
-// Begins at the top of a list's content. The content must stay while the scan, or an
-// entry found by it, is used.
+// Begins at the top of a list's content, which must outlive the scan and the entries it
+// finds.
 ListScan scan_list(AddressList list, const char *bytes, size_t size);
 
 // The next entry; comments are passed over. False when the scan has ended.
@@ -32,23 +32,23 @@ bool next_entry(ListScan *scan, AddressEntry *entry);
 
 inline constexpr size_t BLOCK_ROWS = 64;
 
-// What all checks of one content have in common. Rows stand in the order of the file,
-// and lists are mostly sorted: a check passes over the blocks that are elsewhere.
+// Built once for a content. Rows are in the order of the file, and most lists are sorted,
+// so that a check skips the blocks whose range does not hold the address.
 struct AddressTable {
     AddressList list;
     size_t size; // the content that was read
     std::unique_ptr<AddressRange[]> ranges;
-    std::unique_ptr<AddressRange[]> blocks; // round the ranges of BLOCK_ROWS rows each
+    std::unique_ptr<AddressRange[]> blocks; // each holds the ranges of BLOCK_ROWS rows
     std::unique_ptr<size_t[]> starts;       // where each row's line begins in the content
     size_t count;
-    ScanEnd ending; // of a check that no row answers
+    ScanEnd ending; // of a check that no row matches
 };
 
 // False, with an empty table, when memory is exhausted.
 bool build_table(AddressTable *table, AddressList list, const char *bytes, size_t size);
 
-// Finds the first entry that means the address and reads it again from the content that
-// the table was built from. False when there is none.
+// Finds the first entry that matches the address, and reads it again from the content
+// that the table was built from. False when there is none.
 bool find_entry(const AddressTable &table, const char *bytes, const Octets &address,
                 AddressEntry *entry);
 

@@ -22,8 +22,8 @@ const char *kind_name(EntryKind kind)
     }
 }
 
-// The table of this content. It is built anew only for another content, so that a long
-// list costs a client nothing but its comparisons. Without memory for it: null.
+// The table of this content, built again only when the content changes, so that a long
+// list costs a client only comparisons. Null without memory for it.
 const AddressTable *table_of(const FileContents &contents)
 {
     static AddressTable table;

@@ -8,10 +8,12 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 
+#include <cassert>
 #include <cstdarg>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 char log_stamp[STAMP_SIZE];
 
@@ -25,20 +27,21 @@ constexpr int CALLS_BETWEEN_CHECKS = 500;
 constexpr char TRIM_MARKER[] =
     "\r\n********LOG FILE SIZE TRIMMED TO SPECIFIED MINIMUM SIZE********\r\n\r\n";
 
-bool busy; // a call from within a call is dropped
+bool busy; // a call during a call is dropped
 int32_t write_counter;
 
-// Lines that belong to the file and are not there yet.
-char pending[32 * 1024];
-size_t pending_count;
+// Lines on their way to the file.
+char buffer[32 * 1024];
+size_t buffered;
 
-void add_pending(const char *bytes, size_t count)
+void add_bytes(const char *bytes, size_t count)
 {
-    if (pending_count + count > sizeof pending) {
+    if (buffered + count > sizeof buffer) {
         log_flush();
     }
-    memcpy(pending + pending_count, bytes, count);
-    pending_count += count;
+    assert(buffered + count <= sizeof buffer);
+    memcpy(buffer + buffered, bytes, count);
+    buffered += count;
 }
 
 // CR LF where there is none; a lone CR at the end gets its LF.
@@ -54,11 +57,11 @@ void add_line(const char *text)
 {
     const size_t length = strnlen(text, LINE_LIMIT);
     const char *ending = line_ending({text, length});
-    add_pending(text, length);
-    add_pending(ending, strlen(ending));
+    add_bytes(text, length);
+    add_bytes(ending, strlen(ending));
 }
 
-// The size is looked at on every 501st call.
+// Every 501st call looks at the file's size.
 void check_size()
 {
     if (++write_counter <= CALLS_BETWEEN_CHECKS) {
@@ -67,7 +70,7 @@ void check_size()
     write_counter = 0;
     log_flush();
     if (trim_log_file(LOG_FILE) != 0) {
-        add_pending(TRIM_MARKER, sizeof TRIM_MARKER - 1);
+        add_bytes(TRIM_MARKER, sizeof TRIM_MARKER - 1);
     }
 }
 
@@ -90,7 +93,7 @@ void write_stamped(Weight weight, const char *format, va_list arguments)
 
 } // namespace
 
-void log_timestamp(char *buffer)
+void log_timestamp(char *text)
 {
     static char stamp[STAMP_SIZE];
     static int64_t formed = -1;
@@ -103,7 +106,7 @@ void log_timestamp(char *buffer)
                     MONTH_NAMES[time.month], time.year, time.hour, time.minute,
                     time.second);
     }
-    memcpy(buffer, stamp, sizeof stamp);
+    memcpy(text, stamp, sizeof stamp);
 }
 
 void log_write(char *text, Weight weight)
@@ -160,10 +163,8 @@ void log_path(char *path, int size)
 
 void log_flush()
 {
-    if (pending_count == 0) {
-        return;
+    const size_t count = std::exchange(buffered, 0);
+    if (count > 0) {
+        file_put(LOG_FILE, FILE_APPEND, buffer, count); // nobody to tell of a failure
     }
-    const size_t count = pending_count;
-    pending_count = 0;
-    file_put(LOG_FILE, FILE_APPEND, pending, count); // nobody to tell when that fails
 }

@@ -1,16 +1,17 @@
 #include "log/log_trim.h"
 
-#include "base/paths.h"
 #include "base/settings.h"
 #include "platform/files.h"
 
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
 namespace
 {
 
-constexpr size_t LINE_PIECE = 511;  // bytes of a line taken at a time
+constexpr char TEMPORARY_FILE[] = "LOG\\LOG.TMP"; // below the working directory
+constexpr size_t LINE_PIECE = 511;                // bytes of a line taken at a time
 constexpr size_t SHORTEST_KEPT = 3; // shorter ones, such as a bare CR LF, are left out
 constexpr size_t BUFFER_SIZE = 65536;
 
@@ -55,7 +56,7 @@ size_t next_line(char line[LINE_PIECE])
     return length;
 }
 
-// Gathers the lines kept on their way to the temporary file.
+// The lines kept, on their way to the temporary file.
 struct Output {
     FileHandle file;
     size_t count = 0;
@@ -76,6 +77,7 @@ void keep(const char *line, size_t length)
     if (output.count + length > BUFFER_SIZE) {
         write_out();
     }
+    assert(output.count + length <= BUFFER_SIZE);
     memcpy(output.buffer + output.count, line, length);
     output.count += length;
 }
@@ -111,24 +113,20 @@ int trim_log_file(const char *path)
     if (size < 0 || size <= limit || kept < 0 || kept >= size) {
         return 0;
     }
-    char temporary_path[PATH_SIZE];
-    if (!path_below(temporary_path, sizeof temporary_path, "LOG\\LOG.TMP")) {
-        return 0;
-    }
     const FileHandle log = file_open(path, FILE_READ);
     if (log == NO_FILE) {
         return 0;
     }
-    const FileHandle temporary = file_open(temporary_path, FILE_EMPTY);
+    const FileHandle temporary = file_open(TEMPORARY_FILE, FILE_EMPTY);
     if (temporary == NO_FILE) {
         file_close(log);
         return 0;
     }
     const bool copied = file_seek(log, size - kept) && copy_tail(log, temporary);
     file_close(log);
-    if (file_close(temporary) && copied && file_replace_by(path, temporary_path)) {
+    if (file_close(temporary) && copied && file_replace_by(path, TEMPORARY_FILE)) {
         return 1;
     }
-    file_delete(temporary_path);
+    file_delete(TEMPORARY_FILE);
     return 0;
 }

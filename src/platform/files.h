@@ -19,8 +19,8 @@ enum FileMode {
     FILE_READ,   // must exist
     FILE_APPEND, // created when missing; every write goes to the end
     FILE_EMPTY,  // created when missing, emptied when not
-    FILE_NEW,    // must not exist      } for names that the server makes up itself: they
-    FILE_EXACT,  // created or emptied  } are not searched for in other letter cases
+    FILE_NEW,    // must not exist     } for names that the server makes up itself:
+    FILE_EXACT,  // created or emptied } looked up in exactly this letter case
 };
 
 // The directory the process runs in, as the system reports it ("/srv/quillon").
@@ -34,9 +34,9 @@ bool is_separator(char c);
 // can be opened even when connections have used up the descriptors.
 FileHandle file_open(const char *path, FileMode mode);
 
-// Like FILE_EXACT, for a file that stays open across events: it is not given the last of
-// the descriptors that are set aside, which are for short-lived files.
-FileHandle file_open_for_long(const char *path);
+// Like FILE_EXACT, for a file that stays open across events: the last of the spare
+// descriptors are kept for short-lived files.
+FileHandle file_open_long_lived(const char *path);
 
 // Bytes read, at most `size`; 0 at the end of the file, -1 when reading fails.
 int64_t file_read(FileHandle file, void *bytes, size_t size);
@@ -49,8 +49,7 @@ bool file_read_whole(FileHandle file, std::string *bytes);
 // the file when the call returns.
 bool file_write(FileHandle file, const void *bytes, size_t size);
 
-// The same at the end of the file, but all or nothing: what was written of the bytes is
-// taken back when it fails.
+// Appends all of the bytes or none: when a write fails, the file is cut to what it was.
 bool file_write_whole(FileHandle file, const void *bytes, size_t size);
 
 // Moves to `position` bytes from the start. False when that is not possible.
@@ -62,21 +61,21 @@ bool file_close(FileHandle file);
 // Opens with `mode`, writes all bytes or none, closes. False when any of that fails.
 bool file_put(const char *path, FileMode mode, const void *bytes, size_t size);
 
-// Gives a file of the server's own another such name in one step; a file of that name is
-// replaced. Neither is searched for in other letter cases.
+// Renames a file in one step, replacing a file of the new name. Both names in exactly
+// their letter case.
 bool file_rename(const char *from, const char *to);
 
-// Copies a file's content over another file and keeps that one's owner and mode.
-// The target is replaced in one step where both lie on one file system.
+// Moves a file's content into the place of another file, whose owner and mode stay. One
+// step where both lie on one file system.
 bool file_replace_by(const char *target, const char *source);
 
-// Waits until the disk has the file's content, or the names of the files of this one's
-// directory. False when it does not confirm that.
+// Waits until the disk has the file's content, or the names in the file's directory.
+// False when the disk does not confirm that.
 bool file_sync(FileHandle file);
 bool file_sync_exact(const char *path);
 bool file_sync_directory_of(const char *path);
 
-// Tells every name in the directory, in no order, until `tell` says false.
+// Calls `tell` for every name in the directory, in no order, until it says false.
 void directory_names(const char *path, bool (*tell)(const char *name, void *context),
                      void *context);
 
@@ -87,8 +86,7 @@ bool directory_make(const char *path);
 // False when there was no such file or it could not be deleted.
 bool file_delete(const char *path);
 
-// The same for a file of the server's own, which is not searched for in other letter
-// cases.
+// The same for a name in exactly this letter case.
 bool file_delete_exact(const char *path);
 
 // Whether a directory entry of that name exists, file or directory.

@@ -57,14 +57,13 @@ bool socket_bind(Socket socket, uint32_t address, uint16_t port);
 // Listens. False on failure.
 bool socket_listen(Socket socket, int backlog);
 
-// Accepts one waiting client and writes its address as dotted text (16 bytes). Or
-// NO_SOCKET, with `text` unchanged: nobody waits any more, or descriptors are used
-// up. In the second case the listening socket reports nothing until there are some
-// again.
+// Accepts one waiting client and writes its address as dotted text (16 bytes). NO_SOCKET,
+// with `text` unchanged, when nobody waits any more or descriptors have run out; after
+// the latter the listening socket reports nothing until there are some again.
 Socket socket_accept(Socket listener, char *text, int size);
 
-// The listening socket reports nothing for a short time, or until a connection is closed:
-// whoever waits cannot be served at the moment.
+// The listening socket reports nothing until a connection is closed or a short time has
+// passed: called when a waiting client cannot be served at the moment.
 void socket_rest(Socket listener);
 
 // Bytes received, 0 when the peer has closed, SOCKET_WOULD_BLOCK or SOCKET_FAILED.

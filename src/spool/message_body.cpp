@@ -55,7 +55,7 @@ void body_begin(ClientSession *session)
     MailTransaction &mail = session->mail;
     assert(mail.spoolTemp[0] != '\0');
     body_abandon(session);
-    mail.messageFile = file_open_for_long(mail.spoolTemp);
+    mail.messageFile = file_open_long_lived(mail.spoolTemp);
     if (mail.messageFile == NO_FILE) {
         body_failed(session, file_failure());
     }

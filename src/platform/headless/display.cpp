@@ -1,6 +1,5 @@
 // A display that is the terminal: log-list entries on standard output, message boxes on
 // standard error. Windows exist in the model only.
-
 #include "platform/window_model/display.h"
 
 #include "platform/headless/operator.h"

@@ -1,5 +1,5 @@
-// Who stands in for a person at the headless display, so that the window procedures can be
-// driven without a screen. Nobody does in the headless program.
+// Who stands in for a person at the headless display, so that the window procedures can
+// be driven without a screen. Nobody does in the headless program.
 #pragma once
 
 struct HeadlessOperator {

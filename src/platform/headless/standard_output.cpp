@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -16,11 +17,11 @@
 namespace
 {
 
-constexpr size_t WAITING_LIMIT = 4U << 20; // bytes
-constexpr int LAST_WAIT = 2000;            // milliseconds
+constexpr size_t BUFFER_LIMIT = 4U << 20; // bytes
+constexpr int LAST_WAIT = 2000;           // milliseconds
 
-std::string waiting;
-size_t written; // bytes of `waiting` that are out
+std::string buffer;
+size_t written; // bytes of it that are out
 bool gone;      // nobody reads any more
 
 // A file (or the null device) takes any amount; a pipe or terminal says how much it has
@@ -42,16 +43,16 @@ bool has_room(int milliseconds)
     return poll(&room, 1, milliseconds) > 0;
 }
 
-bool write_waiting(int milliseconds)
+bool flush(int milliseconds)
 {
-    while (written < waiting.size()) {
+    while (written < buffer.size()) {
         const bool plain = is_plain_file();
         if (!plain && !has_room(milliseconds)) {
             return false;
         }
-        const size_t left = waiting.size() - written;
+        const size_t left = buffer.size() - written;
         const size_t count = plain ? left : std::min<size_t>(left, PIPE_BUF);
-        const ssize_t out = write(STDOUT_FILENO, waiting.data() + written, count);
+        const ssize_t out = write(STDOUT_FILENO, buffer.data() + written, count);
         if (out < 0 && (errno == EAGAIN || errno == EINTR)) {
             return false;
         }
@@ -61,21 +62,22 @@ bool write_waiting(int milliseconds)
         }
         written += static_cast<size_t>(out);
     }
-    waiting.clear();
+    buffer.clear();
     written = 0;
     return true;
 }
 
-// Makes room by leaving out the oldest lines that are not partly written.
+// Drops the oldest lines, except one that is partly written, when the buffer is too long.
 void keep_bound()
 {
-    if (waiting.size() - written <= WAITING_LIMIT) {
+    assert(written <= buffer.size());
+    if (buffer.size() - written <= BUFFER_LIMIT) {
         return;
     }
-    const size_t begin = written == 0 ? 0 : waiting.find('\n', written) + 1;
-    const size_t end = waiting.find('\n', begin + WAITING_LIMIT / 4) + 1;
-    waiting.erase(begin, end - begin);
-    waiting.erase(0, written);
+    const size_t begin = written == 0 ? 0 : buffer.find('\n', written) + 1;
+    const size_t end = buffer.find('\n', begin + BUFFER_LIMIT / 4) + 1;
+    buffer.erase(begin, end - begin);
+    buffer.erase(0, written);
     written = 0;
 }
 
@@ -150,7 +152,7 @@ void standard_output_line(const char *text, Weight weight)
     const auto *at = reinterpret_cast<const unsigned char *>(text);
     for (;;) {
         const size_t plain = plain_length(at);
-        waiting.append(reinterpret_cast<const char *>(at), plain);
+        buffer.append(reinterpret_cast<const char *>(at), plain);
         at += plain;
         if (*at == '\0') {
             break;
@@ -161,26 +163,26 @@ void standard_output_line(const char *text, Weight weight)
             if (control) {
                 char shown[5];
                 snprintf(shown, sizeof shown, "\\x%02x", at[i]);
-                waiting += shown;
+                buffer += shown;
             } else {
-                waiting += static_cast<char>(at[i]);
+                buffer += static_cast<char>(at[i]);
             }
         }
         at += length;
     }
-    waiting += '\n';
+    buffer += '\n';
     keep_bound();
 }
 
 bool standard_output_write()
 {
-    return waiting.empty() || write_waiting(0);
+    return buffer.empty() || flush(0);
 }
 
 void standard_output_finish()
 {
-    if (!waiting.empty()) {
-        write_waiting(LAST_WAIT);
+    if (!buffer.empty()) {
+        flush(LAST_WAIT);
     }
 }
 

@@ -1,5 +1,3 @@
-// Directories and their names.
-
 #include "platform/files.h"
 
 #include "platform/posix/name_lookup.h"

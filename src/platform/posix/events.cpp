@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <vector>
 
 namespace
@@ -25,11 +26,11 @@ constexpr int ACCEPTS_AT_ONCE = 16;
 // While others have events, the pipelining senders get one after so many batches.
 constexpr int BATCHES_WITHOUT_PIPELINED = 7;
 constexpr uint32_t REST_MILLISECONDS = 500;
-// So many free descriptors mean that the shortage is over.
+// Free descriptors that mean the end of a shortage.
 constexpr int ENOUGH_DESCRIPTORS = 8;
 
-// Whom a socket reports to. The generation tells an event of a closed socket from one
-// of a new socket that got the same number.
+// The window that a socket reports to. The generation tells an event of a closed socket
+// from one of a new socket with the same number.
 struct Watch {
     Window *window = nullptr;
     unsigned message = 0;
@@ -52,9 +53,9 @@ int batch_at;
 int accepted; // in this batch
 int batches_without_pipelined;
 
-// The listening socket during a shortage of descriptors: `short_of_descriptors` from the
-// first failed accept until enough are free again, so that the failure is reported once;
-// `resting` while it is not listened to at all.
+// A shortage of descriptors lasts from the first failed accept until enough are free
+// again, so that the failure is reported once. While it rests, the listening socket
+// reports nothing.
 bool short_of_descriptors;
 bool resting;
 int resting_socket = -1;
@@ -64,12 +65,14 @@ bool freed_since;
 uint64_t tag(int socket)
 {
     const auto number = static_cast<size_t>(socket);
+    assert(number < watches.size());
     return static_cast<uint64_t>(watches[number].generation) << 32 |
            static_cast<uint32_t>(socket);
 }
 
 Watch &watch_of(int socket)
 {
+    assert(socket >= 0);
     const auto number = static_cast<size_t>(socket);
     if (number >= watches.size()) {
         watches.resize(std::max(number + 1, watches.size() * 2));
@@ -116,7 +119,7 @@ int rank(const epoll_event &event)
                                                    : 1;
 }
 
-// One event of those who wait in the queue, when it is their turn.
+// One event of the queue's sockets, if it is their turn.
 bool next_of_queue(int queue, epoll_event *event)
 {
     if (queue == pipelined) {
@@ -148,8 +151,8 @@ int free_descriptors(int wanted)
     return count;
 }
 
-// Ends a rest when there may be descriptors again.
-void look_after_rest()
+// Ends the rest as soon as a descriptor can be had.
+void end_rest()
 {
     if (!resting || (!freed_since && tick_count() - rest_began < REST_MILLISECONDS)) {
         return;
@@ -237,7 +240,7 @@ void events_wait(int milliseconds)
     batch_at = 0;
     batch_size =
         std::max(0, epoll_wait(epoll, batch, BATCH, events_limit_wait(milliseconds)));
-    look_after_rest();
+    end_rest();
     memory_reserve_refill();
 
     accepted = 0;

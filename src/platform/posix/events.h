@@ -12,18 +12,18 @@ bool events_start();
 // The descriptor that is readable when events wait.
 int events_descriptor();
 
-// How long a wait may last when the display would wait `milliseconds` (-1: however
-// long): a listening socket that rests must be looked at again.
+// The wait that is allowed when the display would wait `milliseconds` (-1: without end):
+// shorter while the listening socket rests.
 int events_limit_wait(int milliseconds);
 
-// Fetches what is ready, waiting at most `milliseconds` (-1: however long).
+// Fetches what is ready, waiting at most `milliseconds` (-1: without end).
 void events_wait(int milliseconds);
 
-// The next event fetched, as a message; false when none is left. An event of a socket
-// that was closed meanwhile is left out.
+// The next fetched event as a message; false when none is left. Events of sockets that
+// were closed meanwhile are left out.
 bool events_next(Message *message);
 
-// What a child process must undo before it runs another program.
+// Undoes events_start()'s signal settings in a child process that runs another program.
 void events_restore_signals();
 
 // --- for sockets.cpp
@@ -43,5 +43,6 @@ SchedulingClass events_class(int socket);
 // Forgets a socket that is about to be closed.
 void events_forget(int socket);
 
-// Descriptors have run out: the listening socket rests until there are some again.
+// The listening socket rests: it reports nothing until a connection has closed or a short
+// time has passed.
 void events_rest(int listening);

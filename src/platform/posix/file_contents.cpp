@@ -20,17 +20,16 @@ namespace
 constexpr int64_t GRAIN_SECONDS = 3;
 
 struct Entry {
-    bool looked_at = false; // within this event
-    uint64_t event = 0;
+    uint64_t event = 0; // of the last look
     bool there = false;
     bool missing = false; // seen not to be there, rather than out of reach
     std::string name;     // as it stands on disk
     struct stat status {
     };
-    bool settled = false;  // read long enough after its last change
-    std::string directory; // of a file that is missing, where it was looked for
+    bool settled = false;  // older than the clock's grain when it was read
+    std::string directory; // of a missing file; empty: not to be trusted
     struct stat searched {
-    }; // that directory then; trusted under the same rule
+    }; // that directory when it was searched, under the same rule as `settled`
     std::string bytes;
     uint64_t version = 0;
 };
@@ -50,7 +49,7 @@ bool same_file(const struct stat &a, const struct stat &b)
            same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
 }
 
-// Whether nothing has changed at the time of the last look, seen well after the change.
+// Whether the last change is older than the clock's grain.
 bool is_settled(const struct stat &status)
 {
     timespec now;
@@ -82,8 +81,8 @@ void note_directory(const std::string &native, Entry *entry)
 
 enum Outcome { DONE, NOTHING_THERE, NOT_NOW };
 
-// Of a call that failed: there is no such file or it is not for us, or it was a shortage
-// or fault that will pass.
+// What errno says of a failed call: the file is missing or forbidden, or the error will
+// pass.
 Outcome failed()
 {
     const bool lasts = errno == ENOENT || errno == ENOTDIR || errno == EACCES ||
@@ -96,8 +95,8 @@ Outcome look_at(const std::string &name, struct stat *status)
     return stat(name.c_str(), status) == 0 ? DONE : failed();
 }
 
-// Looks at the file without reading it: as the path stands; then where it stood last;
-// only then it is searched for.
+// Looks at the file's directory entry: as the path is spelled, then where the file was
+// last, then in any letter case.
 Outcome look(const char *path, Entry *entry, struct stat *status)
 {
     if (is_still_missing(*entry)) {
@@ -123,7 +122,7 @@ Outcome look(const char *path, Entry *entry, struct stat *status)
         entry->missing = missing;
     }
     if (found || outcome == NOT_NOW) {
-        entry->directory.clear(); // found: also a link to a file that may come to be
+        entry->directory.clear(); // found may also mean a link to a missing file
     }
     return outcome;
 }
@@ -151,7 +150,7 @@ void set_content(Entry *entry, bool there, std::string bytes)
 
 void bring_up_to_date(const char *path, Entry *entry)
 {
-    // The status is the one from before the read: a change during it shows later.
+    // The status from before the read is kept, so that a change during the read shows.
     struct stat status;
     Outcome outcome = look(path, entry, &status);
     if (outcome == DONE) {
@@ -170,8 +169,8 @@ void bring_up_to_date(const char *path, Entry *entry)
         outcome = read_whole(entry->name, &bytes);
     }
     if (outcome == NOT_NOW && entry->version != 0) {
-        // What the file held counts on: without its settings the server would let in
-        // whom it is to refuse.
+        // The last content stays: without its settings the server would let in clients
+        // that it must refuse.
         entry->settled = false;
         return;
     }
@@ -192,8 +191,7 @@ FileContents file_contents(const char *path)
         last_path = path;
     }
     Entry *entry = last_entry;
-    if (!entry->looked_at || entry->event != event_number) {
-        entry->looked_at = true;
+    if (entry->event != event_number) {
         entry->event = event_number;
         bring_up_to_date(path, entry);
     }

@@ -22,7 +22,7 @@ constexpr int NATIVE_SIZE = 4096;
 
 int last_failure;
 
-// Remembers why a call failed, whatever is called before somebody asks.
+// Keeps the reason of a failure until file_failure() is asked.
 template <typename Result> Result failed(Result result)
 {
     last_failure = errno;
@@ -78,8 +78,7 @@ int open_native(const char *native, int flags, int leave_spare)
     return descriptor;
 }
 
-// As it stands first; a search in other letter cases only when that is not there; and
-// only then is a new file made.
+// Tries the name as given, then ignoring case, then creates the file.
 int open_any_case(const char *path, FileMode mode, int leave_spare)
 {
     char native[NATIVE_SIZE];
@@ -103,7 +102,7 @@ int open_any_case(const char *path, FileMode mode, int leave_spare)
         errno = ENOENT;
         return -1;
     }
-    // What is found may be a link to a file that is still to be made.
+    // Created even if found: it may be a link to a file that does not exist yet.
     return open_native(path_for_new_name(native).c_str(), flags | O_CREAT, leave_spare);
 }
 
@@ -156,9 +155,9 @@ FileHandle file_open(const char *path, FileMode mode)
     return descriptor < 0 ? failed(NO_FILE) : descriptor;
 }
 
-FileHandle file_open_for_long(const char *path)
+FileHandle file_open_long_lived(const char *path)
 {
-    const int descriptor = open_any_case(path, FILE_EXACT, SPARE_FOR_A_MOMENT);
+    const int descriptor = open_any_case(path, FILE_EXACT, SPARE_FOR_SHORT_LIVED);
     return descriptor < 0 ? failed(NO_FILE) : descriptor;
 }
 
@@ -279,7 +278,7 @@ bool file_rename(const char *from, const char *to)
 
 bool file_replace_by(const char *target, const char *source)
 {
-    const std::string to = behind_links(path_for_new_name(native_path(target)));
+    const std::string to = resolved_path(path_for_new_name(native_path(target)));
     const std::string from = existing_path(source);
 
     struct stat status;

@@ -8,13 +8,13 @@
 namespace
 {
 
-// Above the size from which the allocator maps blocks of their own, so that what is given
-// back can be used for anything.
+// Large enough for a mapping of its own, so that freeing it gives the system the memory
+// back for anything.
 constexpr size_t RESERVE_SIZE = size_t{256} * 1024;
 
 void *reserve;
 
-// Called when an allocation fails, again and again until it succeeds or this gives up.
+// Called when an allocation fails, until the allocation succeeds or this throws.
 void give_reserve_back()
 {
     if (reserve == nullptr) {

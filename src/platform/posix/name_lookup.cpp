@@ -20,9 +20,8 @@ bool exists(const std::string &path)
     return lstat(path.c_str(), &status) == 0;
 }
 
-// The directory's entry of that name in any letter case; the first in the order of
-// their bytes where several differ in case alone. False with errno set when there is none
-// or that cannot be told.
+// The directory's entry of that name in any letter case; of several the first in byte
+// order. False, with errno set, when there is none or the directory cannot be read.
 bool find_entry(const std::string &directory, const std::string &name, std::string *found)
 {
     DIR *entries = opendir(directory.empty() ? "." : directory.c_str());
@@ -46,7 +45,7 @@ bool find_entry(const std::string &directory, const std::string &name, std::stri
 
 enum LastName { LAST_MUST_EXIST, LAST_MAY_MISS, LAST_AS_GIVEN };
 
-// Walks the path name by name, each as it stands where that exists.
+// Walks the path name by name, each as spelled if that exists, else in any letter case.
 bool walk(const std::string &path, LastName rule, std::string *found)
 {
     std::string sofar = path.starts_with('/') ? "/" : "";
@@ -109,7 +108,7 @@ std::string existing_path(const char *path)
     return native;
 }
 
-std::string behind_links(const std::string &path)
+std::string resolved_path(const std::string &path)
 {
     char resolved[PATH_MAX];
     return realpath(path.c_str(), resolved) != nullptr ? resolved : path;

@@ -167,7 +167,7 @@ bool profile_write(const char *section, const char *key, const char *value,
         return true;
     }
 
-    const std::string name = behind_links(path_for_new_name(native_path(path)));
+    const std::string name = resolved_path(path_for_new_name(native_path(path)));
     const int file = open_locked(name);
     if (file < 0) {
         return false;

@@ -35,9 +35,9 @@ enum LineKind { OTHER_LINE, SECTION_LINE, KEY_LINE };
 struct Line {
     LineKind kind;
     size_t begin, end;     // of the line in the text, its line ending left out
-    size_t next;           // where the line behind it begins
+    size_t next;           // where the following line begins
     std::string_view name; // of the section or key
-    size_t value;          // where the text behind the equals sign begins
+    size_t value;          // where the text after the equals sign begins
 };
 
 Line line_at(std::string_view text, size_t begin)
@@ -93,7 +93,7 @@ struct Place {
     bool section_found = false;
     bool key_found = false;
     Line line{};       // of the key
-    size_t insert = 0; // behind the section's last line that is not empty
+    size_t insert = 0; // after the section's last line that is not empty
 };
 
 Place find_place(std::string_view text, std::string_view section, std::string_view key)

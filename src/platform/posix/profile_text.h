@@ -14,7 +14,8 @@ struct ProfileItem {
 // sections of one name the first alone counts, and so does the first of equal keys.
 std::vector<ProfileItem> profile_items(std::string_view text);
 
-// The key's value as among those, found without any memory; none when it is not there.
+// The value that profile_items() would list, found without allocating; none without such
+// a key.
 std::optional<std::string_view>
 profile_value(std::string_view text, std::string_view section, std::string_view key);
 

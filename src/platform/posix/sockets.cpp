@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -127,6 +128,7 @@ uint32_t address_from_text(const char *text)
 
 void address_to_text(uint32_t address, char *text, int size)
 {
+    assert(size >= INET_ADDRSTRLEN);
     in_addr in{address};
     if (inet_ntop(AF_INET, &in, text, static_cast<socklen_t>(size)) == nullptr) {
         text[0] = '\0';
@@ -162,8 +164,8 @@ bool socket_set_send_buffer(Socket socket, int bytes)
 
 bool socket_register(Socket socket, Window *window, unsigned message)
 {
-    // Watched from socket_listen on: a socket that does not listen yet would report its
-    // state as an event without end.
+    // Watched only from socket_listen on: before that, the socket would report its state
+    // as an event again and again.
     registered_window = window;
     registered_message = message;
     return socket >= 0 && window != nullptr;
@@ -227,7 +229,7 @@ int socket_peek(Socket socket, void *bytes, size_t size)
 
 bool socket_discard(Socket socket, size_t size)
 {
-    // Takes it without a copy.
+    // Received without a copy.
     return recv(socket, nullptr, size, MSG_TRUNC) == static_cast<ssize_t>(size);
 }
 

@@ -1,5 +1,6 @@
 #include "platform/posix/spare_descriptors.h"
 
+#include <cassert>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -9,7 +10,7 @@ namespace
 {
 
 constexpr int SPARE_COUNT = 20;
-constexpr int SPARE_SHARE = 8; // of what the process may have open, where that is little
+constexpr int SPARE_SHARE = 8; // a part of the limit, where the limit is low
 int spare[SPARE_COUNT];        // the first `count`
 int count;
 
@@ -20,8 +21,8 @@ int wanted()
         return SPARE_COUNT;
     }
     const rlim_t share = files.rlim_cur / SPARE_SHARE;
-    return share < SPARE_COUNT - SPARE_FOR_A_MOMENT
-               ? SPARE_FOR_A_MOMENT + static_cast<int>(share)
+    return share < SPARE_COUNT - SPARE_FOR_SHORT_LIVED
+               ? SPARE_FOR_SHORT_LIVED + static_cast<int>(share)
                : SPARE_COUNT;
 }
 
@@ -44,6 +45,7 @@ bool spare_descriptor_release(int leave)
     if ((errno != EMFILE && errno != ENFILE) || count <= leave) {
         return false;
     }
+    assert(count > 0 && count <= SPARE_COUNT);
     close(spare[--count]);
     return true;
 }

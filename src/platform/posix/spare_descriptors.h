@@ -1,14 +1,13 @@
-// Descriptors kept aside while connections hold all the others: so that those who are
-// connected can go on, and files that are open for a moment (log, envelopes, lists) can
-// be opened whatever is open.
+// A reserve of descriptors for when connections hold all the others: those who are
+// connected can go on, and short-lived files (log, envelopes, lists) can be opened.
 #pragma once
 
-// So many are for the files of a moment, out of a larger number.
-inline constexpr int SPARE_FOR_A_MOMENT = 4;
+// Spares only for files that are opened and closed within one event.
+inline constexpr int SPARE_FOR_SHORT_LIVED = 4;
 
-// Fills the reserve up again as far as possible.
+// Fills the reserve again as far as possible.
 void spare_descriptors_refill();
 
-// Gives one back to the system; false when no more than `leave` are left or descriptors
-// were not what the failed call (errno) was short of.
+// Closes one, so that the failed call can be made again. False when no more than `leave`
+// are left, or when errno says that the call did not fail for want of descriptors.
 bool spare_descriptor_release(int leave);

@@ -1,15 +1,15 @@
-// List boxes: a ring of entries whose memory is used again.
-
 #include "platform/window_model/display.h"
 #include "platform/window_model/window.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace
 {
 
 size_t place_in_ring(const Window &list, size_t index)
 {
+    assert(index < list.entry_count && list.entry_count <= list.entries.size());
     return (list.first_entry + index) % list.entries.size();
 }
 
@@ -23,7 +23,7 @@ int list_count(const Window *list)
 void list_append(Window *list, const char *text, Weight weight)
 {
     if (list->entry_count == list->entries.size()) {
-        // The ring is full or new: the oldest entry to the front, then room at the end.
+        // The ring is full: rotated so that the oldest entry comes first, then longer.
         std::rotate(list->entries.begin(),
                     list->entries.begin() + static_cast<ptrdiff_t>(list->first_entry),
                     list->entries.end());
@@ -38,7 +38,7 @@ void list_append(Window *list, const char *text, Weight weight)
 void list_delete_first(Window *list)
 {
     if (list->entry_count > 0) {
-        list->first_entry = place_in_ring(*list, 1);
+        list->first_entry = (list->first_entry + 1) % list->entries.size();
         list->entry_count--;
         display_list_removed(*list);
     }

@@ -1,5 +1,3 @@
-// Dialogs from their templates, and menus.
-
 #include "platform/window_model/display.h"
 #include "platform/window_model/model.h"
 

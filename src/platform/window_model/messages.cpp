@@ -1,5 +1,3 @@
-// The message queue, timers and the loop.
-
 #include "platform/clock.h"
 #include "platform/file_contents.h"
 #include "platform/posix/events.h"
@@ -8,6 +6,7 @@
 #include "platform/window_model/model.h"
 
 #include <algorithm>
+#include <cassert>
 #include <chrono>
 #include <deque>
 #include <new>
@@ -32,20 +31,21 @@ bool quit_posted;
 int quit_code;
 
 Window *close_window;
-bool close_waits; // the system asked before anybody could be told
+bool close_requested; // by the system, before there was a window to tell
 
 int32_t until(uint32_t due)
 {
     return static_cast<int32_t>(due - tick_count());
 }
 
-// A timer that is due, as a message. A tick that comes late moves the ones behind it,
-// so that none is made up for.
+// A timer that is due, as a message. After a late tick the period begins again, so that
+// ticks are not made up for.
 bool next_timer(Message *message)
 {
     for (Timer &timer : timers) {
         const int32_t late = -until(timer.due);
         if (late >= 0) {
+            assert(timer.period > 0);
             timer.due += timer.period;
             if (late >= static_cast<int32_t>(timer.period)) {
                 timer.due = tick_count() + timer.period;
@@ -124,13 +124,13 @@ bool next_message(Message *message)
 
 void dispatch_message(const Message &message)
 {
-    // Each event looks at the files anew.
+    // Each event looks at the files again.
     file_contents_invalidate();
     try {
         send_message(message.window, message.message, message.first, message.second);
     } catch (const std::bad_alloc &) {
-        // Better this event is lost than everybody's connection. What caused it may still
-        // be there: not again at once.
+        // This event is lost rather than everybody's connection. Its cause may come back
+        // at once, so the loop must not spin.
         std::this_thread::sleep_for(OUT_OF_MEMORY_PAUSE);
     }
 }
@@ -150,8 +150,8 @@ bool model_run_until(bool (*done)(void *), void *context)
 void close_requests_go_to(Window *window)
 {
     close_window = window;
-    if (close_waits) {
-        close_waits = false;
+    if (close_requested) {
+        close_requested = false;
         model_close_request();
     }
 }
@@ -159,7 +159,7 @@ void close_requests_go_to(Window *window)
 void model_close_request()
 {
     if (close_window == nullptr) {
-        close_waits = true;
+        close_requested = true;
         return;
     }
     post_message(close_window, MESSAGE_CLOSE, 0, 0);

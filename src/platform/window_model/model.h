@@ -9,7 +9,7 @@ bool model_is_alive(const Window *window);
 // A new record in the model's keeping.
 Window *model_add(WindowKind kind);
 
-// Takes the record out of the model, with everything still waiting for it.
+// Removes the record from the model, with its messages and timers.
 void model_remove(Window *window);
 
 // Drops the messages and timers of a window.

@@ -48,7 +48,7 @@ struct Window {
     int id = NO_ID;
     const ControlTemplate *control = nullptr;
 
-    // list boxes: a ring of the entries in the order appended
+    // list boxes: a ring of entries in the order appended; their memory is used again
     std::vector<std::string> entries;
     size_t first_entry = 0, entry_count = 0;
     int top_entry = 0;

@@ -1,5 +1,3 @@
-// Window classes and windows.
-
 #include "platform/window_model/display.h"
 #include "platform/window_model/model.h"
 
