@@ -37,8 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     promise(profile_with(changed, section, key, value) == changed, "written twice");
     std::vector<ProfileItem> items = profile_items(changed);
     std::erase_if(items, [&](const ProfileItem &one) {
-        return !profile_same_name(one.section, section) ||
-               !profile_same_name(one.key, key);
+        return !equal_ignoring_case(one.section, section) ||
+               !equal_ignoring_case(one.key, key);
     });
     promise(!items.empty() && items[0].value == value, "another value is read back");
 
