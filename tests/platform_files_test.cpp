@@ -3,7 +3,10 @@
 #include "installation.h"
 #include "platform/file_contents.h"
 #include "platform/files.h"
+#include "platform/profile.h"
 
+#include <clocale>
+#include <cstdlib>
 #include <filesystem>
 
 #include <sys/mount.h>
@@ -61,6 +64,21 @@ TEST_F(Files, AreFoundInAnyLetterCaseAndMadeAsNamed)
     EXPECT_TRUE(file_name_was_taken());
     EXPECT_EQ((Names{"QLN.TXT", "QLN.Txt", "qln.txt"}), files("pending"));
     EXPECT_EQ(7U, files("").size());
+}
+
+// Turkish has two letters i, of which only one is ASCII's.
+TEST_F(Files, AndKeysAreFoundInEveryLocale)
+{
+    put("badsmtpip.txt", "[QLNSMTP]\nAcceptValid=1\n");
+    const std::string make = "localedef -i tr_TR -f UTF-8 " + path("tr_TR.UTF-8");
+    ASSERT_EQ(0, system(make.c_str()));
+    setenv("LOCPATH", path("").c_str(), 1);
+    ASSERT_NE(nullptr, setlocale(LC_ALL, "tr_TR.UTF-8"));
+    EXPECT_NE("-", seen("BADSMTPIP.TXT"));
+    const std::string settings = path("badsmtpip.txt");
+    EXPECT_EQ(1, profile_int("qlnsmtp", "ACCEPTVALID", 0, settings.c_str()));
+    EXPECT_EQ(1, profile_int("QLNSMTP", "acceptvalid", 0, settings.c_str()));
+    setlocale(LC_ALL, "C");
 }
 
 TEST_F(Files, ThatAreReplacedKeepTheirModeAndTheirLink)

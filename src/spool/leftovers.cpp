@@ -5,7 +5,6 @@
 #include "log/activity_log.h"
 #include "spool/spool_files.h"
 
-#include <cctype>
 #include <cstring>
 #include <initializer_list>
 
@@ -24,10 +23,7 @@ struct Listing {
 // A name that spool_files_create makes, with this extension.
 bool is_spool_name(const char *name, const char *extension)
 {
-    size_t digits = 0;
-    while (isxdigit(static_cast<unsigned char>(name[digits])) != 0) {
-        digits++;
-    }
+    const size_t digits = strspn(name, "0123456789abcdefABCDEF");
     return digits >= DIGITS_AT_LEAST && strcmp(name + digits, extension) == 0;
 }
 

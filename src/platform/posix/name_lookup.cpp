@@ -1,9 +1,9 @@
 #include "platform/posix/name_lookup.h"
 
+#include "platform/ascii.h"
 #include "platform/posix/working_directory.h"
 
 #include <dirent.h>
-#include <strings.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ bool find_entry(const std::string &directory, const std::string &name, std::stri
     bool any = false;
     errno = 0;
     while (const dirent *entry = readdir(entries)) {
-        if (strcasecmp(entry->d_name, name.c_str()) == 0 &&
+        if (equal_ignoring_case(entry->d_name, name) &&
             (!any || *found > entry->d_name)) {
             *found = entry->d_name;
             any = true;
