@@ -214,6 +214,23 @@ TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
     EXPECT_NEAR(static_cast<double>(blocks), static_cast<double>(page_->blocks), 20);
 }
 
+TEST_F(Faults, AListThatHasNeverBeenReadLetsNobodyIn)
+{
+    settings("SMTPIPBLOCK=1\n");
+    page_->kind = CALL_STAT;
+    page_->error = EIO;
+    page_->half = true;
+    page_->nth = 3; // after the settings, in two letter cases
+    for (const char *address : {"127.0.0.9", "127.0.0.9", "127.0.0.1"}) {
+        EXPECT_EQ("503 ", connect_from(address).hears().substr(0, 4));
+    }
+    EXPECT_EQ(1, times_logged("Banned addresses cannot be read, everybody is refused - "
+                              "Input/output error [DATA/RAW/BADSMTPIPADDRESS.TXT]"));
+    page_->nth = 0;
+    EXPECT_EQ("220 ", connect_from("127.0.0.1").hears().substr(0, 4));
+    EXPECT_EQ("503 ", connect_from("127.0.0.9").hears().substr(0, 4));
+}
+
 TEST_F(Faults, AClockThatJumpsDisturbsNobody)
 {
     Client idle = with_recipient();

@@ -97,6 +97,8 @@ TEST_F(Profile, AWriteChangesOneLineOnly)
         {"[QLN]\na=1", "2", "[QLN]\na=1\nkey=2\n"},
         {"[QLN]\nkey=1\n", "\"2\"", "[QLN]\nkey=\"\"2\"\"\n"},
         {"[QLN]\nkey=1\n\377\xfe\n", " 2 ", "[QLN]\nkey=\" 2 \"\n\377\xfe\n"},
+        {"[QLN]\rkey=1\r;end", "2", "[QLN]\rkey=2\r;end"},
+        {"[a]\r[qln]\ra=1\r\r[b]", "2", "[a]\r[qln]\ra=1\rkey=2\r\r[b]"},
     };
     for (const auto &one : cases) {
         holds(one.before);

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstddef>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -69,6 +71,24 @@ TEST_F(Startup, AFailedStartSaysWhyAndStampsTheSettingsAllTheSame)
               log_lines());
     EXPECT_NE(handle, handle_in_settings());
     greeted().leaves(); // the first copy serves on
+}
+
+TEST_F(Startup, SettingsThatCannotBeReadEndItWithTheReason)
+{
+    constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
+    const std::string told =
+        "Quillon Email-to-Fax SMTP gateway: The settings file cannot be "
+        "read: ";
+    for (const std::string text : {"\xFF\xFE[\0Q\0", "\xFE\xFF\0["}) {
+        put(SETTINGS, text);
+        EXPECT_EQ(1, start_and_wait());
+        EXPECT_EQ(told + "it is in UTF-16\n", content("stderr"));
+        EXPECT_EQ(text, content(SETTINGS));
+    }
+    fs::remove(path(SETTINGS));
+    mkfifo(path(SETTINGS).c_str(), 0600);
+    EXPECT_EQ(1, start_and_wait());
+    EXPECT_EQ(told + "it is not a plain file\n", content("stderr"));
 }
 
 TEST_F(Startup, EverySignalOfTheEndClosesDown)

@@ -7,7 +7,7 @@
 namespace
 {
 
-constexpr char LIST_FILE[] = "DATA\\RAW\\BADSMTPIPADDRESS.TXT";
+constexpr char LIST_FILE[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
 
 // What the log calls each kind of entry.
 const char *kind_name(EntryKind kind)
@@ -39,11 +39,28 @@ const AddressTable *table_of(const FileContents &contents)
     return &table;
 }
 
+// A list that has never been read and cannot be read now. Logged once until it can.
+bool is_unknown(const FileContents &contents)
+{
+    static bool logged;
+    const bool unknown = contents.bytes == nullptr && !contents.missing;
+    if (unknown && !logged) {
+        log_stamped(
+            "SMTP: Banned addresses cannot be read, everybody is refused - %s [%s]",
+            contents.error, LIST_FILE);
+    }
+    logged = unknown;
+    return unknown;
+}
+
 } // namespace
 
 int is_banned_ip_address(const char *address)
 {
-    FileContents contents = file_contents(LIST_FILE);
+    const FileContents contents = file_contents(LIST_FILE);
+    if (is_unknown(contents)) {
+        return 1;
+    }
     if (contents.bytes == nullptr) {
         return 0;
     }

@@ -22,6 +22,11 @@ void settings_locate()
     }
 }
 
+const char *settings_error()
+{
+    return profile_error(settings_path);
+}
+
 void settings_flush()
 {
     profile_flush(settings_path);

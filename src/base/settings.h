@@ -9,6 +9,9 @@
 // Fixes the file's path from the working directory. Once, before any read.
 void settings_locate();
 
+// Why the file, which is there, cannot be read; null when it can or is missing.
+const char *settings_error();
+
 // Makes the next reads see the file as it is on disk.
 void settings_flush();
 

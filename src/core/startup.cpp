@@ -77,6 +77,14 @@ void start_timer()
     }
 }
 
+// Without its settings the server would let in whom it must refuse.
+void tell_settings_error(const char *error)
+{
+    char text[128];
+    format_text(text, sizeof text, "The settings file cannot be read: %s", error);
+    message_box(nullptr, text, "Quillon Email-to-Fax SMTP gateway", BOX_EXCLAMATION);
+}
+
 bool start()
 {
     cursor_show_waiting(true);
@@ -85,6 +93,10 @@ bool start()
 
     settings_locate();
     settings_flush();
+    if (const char *error = settings_error()) {
+        tell_settings_error(error);
+        return false;
+    }
     write_setting(SETTING_VERSION, PROGRAM_VERSION);
     write_setting(SETTING_BUILDDATE, PROGRAM_BUILD_DATE);
     read_start_settings();

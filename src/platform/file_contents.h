@@ -14,11 +14,12 @@ struct FileContents {
     size_t size;       // bytes before that NUL
     uint64_t version;  // changes with the bytes; never 0
     bool missing;      // there is certainly no entry of that name; never with bytes
+    const char *error; // why it cannot be read now, as an English text; null if it can
 };
 
-// The file as it is now; null bytes if it is missing, not a plain file or forbidden. On a
-// passing error (no descriptor, no memory, a disk or share that does not answer) the last
-// content.
+// The file as it is now; null bytes when it is missing. When it exists but cannot be read
+// (forbidden, not a plain file, in UTF-16, a disk or share that does not answer), its
+// last content; null bytes when it has none yet.
 FileContents file_contents(const char *path);
 
 // Invalidates the cache: the next use of every file looks at its directory entry. Called

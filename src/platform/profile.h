@@ -2,7 +2,7 @@
 //
 // Section and key are matched without regard to case; the first that matches
 // counts. Blanks around names and values are dropped, and one pair of quotes
-// around a value. Lines that begin with `;` are comments. Lines end in CR LF or LF.
+// around a value. Lines that begin with `;` are comments. Lines end in CR LF, LF or CR.
 // Reads see the file as it is now, and cost no parse while it is unchanged.
 #pragma once
 
@@ -28,6 +28,10 @@ bool profile_write(const char *section, const char *key, const char *value,
 
 // The next read looks at the file on disk.
 void profile_flush(const char *path);
+
+// Why the file cannot be read, as an English text; null when it can or is missing. What
+// was read of it before counts meanwhile.
+const char *profile_error(const char *path);
 
 // Another number whenever the file's content is another one.
 uint64_t profile_version(const char *path);

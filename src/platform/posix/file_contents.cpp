@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <string>
 #include <unordered_map>
@@ -22,8 +23,9 @@ constexpr int64_t GRAIN_SECONDS = 3;
 struct Entry {
     uint64_t event = 0; // of the last look
     bool there = false;
-    bool missing = false; // seen not to be there, rather than out of reach
-    std::string name;     // as it stands on disk
+    bool missing = false;
+    const char *error = nullptr;
+    std::string name; // as it stands on disk
     struct stat status {
     };
     bool settled = false;  // older than the clock's grain when it was read
@@ -79,15 +81,23 @@ void note_directory(const std::string &native, Entry *entry)
     }
 }
 
-enum Outcome { DONE, NOTHING_THERE, NOT_NOW };
+enum Outcome { DONE, MISSING, UNREADABLE };
 
-// What errno says of a failed call: the file is missing or forbidden, or the error will
-// pass.
+const char *last_error; // why the last outcome was UNREADABLE
+
+Outcome unreadable(const char *reason)
+{
+    last_error = reason;
+    return UNREADABLE;
+}
+
+// What errno says of a failed call.
 Outcome failed()
 {
-    const bool lasts = errno == ENOENT || errno == ENOTDIR || errno == EACCES ||
-                       errno == EPERM || errno == ELOOP || errno == ENAMETOOLONG;
-    return lasts ? NOTHING_THERE : NOT_NOW;
+    const char *reason = strerrordesc_np(errno);
+    return errno == ENOENT || errno == ENOTDIR
+               ? MISSING
+               : unreadable(reason != nullptr ? reason : "unknown reason");
 }
 
 Outcome look_at(const std::string &name, struct stat *status)
@@ -100,7 +110,7 @@ Outcome look_at(const std::string &name, struct stat *status)
 Outcome look(const char *path, Entry *entry, struct stat *status)
 {
     if (is_still_missing(*entry)) {
-        return NOTHING_THERE;
+        return MISSING;
     }
     const std::string native = native_path(path);
     Outcome outcome = look_at(native, status);
@@ -108,23 +118,25 @@ Outcome look(const char *path, Entry *entry, struct stat *status)
         entry->name = native;
         entry->directory.clear();
     }
-    if (outcome == NOTHING_THERE && !entry->name.empty() && entry->name != native) {
+    if (outcome == MISSING && !entry->name.empty() && entry->name != native) {
         outcome = look_at(entry->name, status);
     }
-    if (outcome != NOTHING_THERE) {
+    if (outcome != MISSING) {
         return outcome;
     }
     note_directory(native, entry);
-    const bool found = find_in_other_case(native, &entry->name);
-    const bool missing = !found && (errno == ENOENT || errno == ENOTDIR);
-    outcome = found ? look_at(entry->name, status) : failed();
-    if (outcome != NOT_NOW) {
-        entry->missing = missing;
+    if (!find_in_other_case(native, &entry->name)) {
+        return failed();
     }
-    if (found || outcome == NOT_NOW) {
-        entry->directory.clear(); // found may also mean a link to a missing file
-    }
-    return outcome;
+    entry->directory.clear();
+    outcome = look_at(entry->name, status);
+    return outcome == MISSING ? unreadable("a link that leads nowhere") : outcome;
+}
+
+// In UTF-16, as some editors save a file: its bytes are no text for anybody here.
+bool is_utf16(const std::string &bytes)
+{
+    return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
 }
 
 Outcome read_whole(const std::string &name, std::string *bytes)
@@ -135,7 +147,7 @@ Outcome read_whole(const std::string &name, std::string *bytes)
     }
     const Outcome outcome = file_read_whole(file, bytes) ? DONE : failed();
     file_close(file);
-    return outcome;
+    return outcome == DONE && is_utf16(*bytes) ? unreadable("it is in UTF-16") : outcome;
 }
 
 void set_content(Entry *entry, bool there, std::string bytes)
@@ -153,30 +165,29 @@ void bring_up_to_date(const char *path, Entry *entry)
     // The status from before the read is kept, so that a change during the read shows.
     struct stat status;
     Outcome outcome = look(path, entry, &status);
-    if (outcome == DONE) {
-        entry->missing = false;
-    }
     if (outcome == DONE && !S_ISREG(status.st_mode)) {
-        outcome = NOTHING_THERE;
+        outcome = unreadable("it is not a plain file");
     }
     std::string bytes;
     bool settled = false;
     if (outcome == DONE) {
         if (entry->there && entry->settled && same_file(status, entry->status)) {
+            entry->error = nullptr;
             return;
         }
         settled = is_settled(status);
         outcome = read_whole(entry->name, &bytes);
     }
-    if (outcome == NOT_NOW && entry->version != 0) {
+    entry->missing = outcome == MISSING;
+    entry->error = outcome == UNREADABLE ? last_error : nullptr;
+    entry->settled = outcome == DONE && settled;
+    if (outcome == UNREADABLE && entry->version != 0) {
         // The last content stays: without its settings the server would let in clients
         // that it must refuse.
-        entry->settled = false;
         return;
     }
     entry->status = status;
-    entry->settled = outcome == DONE && settled;
-    set_content(entry, outcome == DONE, std::move(bytes));
+    set_content(entry, outcome == DONE, outcome == DONE ? std::move(bytes) : "");
 }
 
 } // namespace
@@ -196,9 +207,10 @@ FileContents file_contents(const char *path)
         bring_up_to_date(path, entry);
     }
     if (!entry->there) {
-        return {nullptr, 0, entry->version, entry->missing};
+        return {nullptr, 0, entry->version, entry->missing, entry->error};
     }
-    return {entry->bytes.c_str(), entry->bytes.size(), entry->version, false};
+    return {entry->bytes.c_str(), entry->bytes.size(), entry->version, false,
+            entry->error};
 }
 
 void file_contents_invalidate()

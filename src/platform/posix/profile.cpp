@@ -162,6 +162,9 @@ bool profile_write(const char *section, const char *key, const char *value,
 {
     file_contents_invalidate(); // another writer may have been here since the last read
     const FileContents contents = file_contents(path);
+    if (contents.error != nullptr) {
+        return false;
+    }
     if (contents.bytes != nullptr &&
         profile_has({contents.bytes, contents.size}, section, key, value)) {
         return true;
@@ -184,6 +187,11 @@ bool profile_write(const char *section, const char *key, const char *value,
 void profile_flush(const char *)
 {
     file_contents_invalidate();
+}
+
+const char *profile_error(const char *path)
+{
+    return file_contents(path).error;
 }
 
 uint64_t profile_version(const char *path)

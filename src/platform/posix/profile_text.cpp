@@ -8,6 +8,7 @@ namespace
 {
 
 constexpr std::string_view BLANKS = " \t";
+constexpr std::string_view LINE_ENDS = "\r\n";
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 std::string_view trimmed(std::string_view text)
@@ -43,13 +44,10 @@ struct Line {
 Line line_at(std::string_view text, size_t begin)
 {
     Line line{OTHER_LINE, begin, text.size(), text.size(), {}, text.size()};
-    const size_t newline = text.find('\n', begin);
-    if (newline != std::string_view::npos) {
-        line.end = newline;
-        line.next = newline + 1;
-    }
-    while (line.end > begin && text[line.end - 1] == '\r') {
-        line.end--;
+    const size_t end = text.find_first_of(LINE_ENDS, begin);
+    if (end != std::string_view::npos) {
+        line.end = end;
+        line.next = end + (text.substr(end).starts_with("\r\n") ? 2 : 1);
     }
 
     std::string_view content = text.substr(begin, line.end - begin);
@@ -83,9 +81,19 @@ std::string_view raw_value(std::string_view text, const Line &line)
 // The value in a form that reads back as itself.
 std::string written_form(std::string_view value)
 {
-    value = value.substr(0, value.find_first_of("\r\n"));
+    value = value.substr(0, value.find_first_of(LINE_ENDS));
     const bool quotes_needed = trimmed(value).size() != value.size() || is_quoted(value);
     return quotes_needed ? '"' + std::string(value) + '"' : std::string(value);
+}
+
+// How the text's first line ends; CR LF in a text without lines.
+std::string line_ending(std::string_view text)
+{
+    const size_t end = text.find_first_of(LINE_ENDS);
+    if (end == std::string_view::npos || text.substr(end).starts_with("\r\n")) {
+        return "\r\n";
+    }
+    return std::string(1, text[end]);
 }
 
 // Where the key's line stands, or where in its section a new line belongs.
@@ -164,10 +172,7 @@ bool profile_has(std::string_view text, std::string_view section, std::string_vi
 std::string profile_with(std::string_view text, std::string_view section,
                          std::string_view key, std::string_view value)
 {
-    const size_t newline = text.find('\n');
-    const bool bare =
-        newline != std::string_view::npos && (newline == 0 || text[newline - 1] != '\r');
-    const std::string ending = bare ? "\n" : "\r\n";
+    const std::string ending = line_ending(text);
     const std::string key_line = std::string(key) + '=' + written_form(value) + ending;
 
     const Place place = find_place(text, section, key);
@@ -182,7 +187,7 @@ std::string profile_with(std::string_view text, std::string_view section,
         const std::string gap = changed.empty() ? "" : ending;
         added = gap + '[' + std::string(section) + ']' + ending + key_line;
     }
-    if (where > 0 && changed[where - 1] != '\n') {
+    if (where > 0 && LINE_ENDS.find(changed[where - 1]) == std::string_view::npos) {
         added = ending + added;
     }
     return changed.insert(where, added);
