@@ -6,6 +6,8 @@
 // lasts, the listening socket's first.
 #pragma once
 
+#include "platform/socket_events.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -13,10 +15,6 @@ struct Window;
 
 using Socket = int;
 inline constexpr Socket NO_SOCKET = -1;
-
-inline constexpr int SOCKET_READ = 1;   // bytes have arrived
-inline constexpr int SOCKET_ACCEPT = 8; // a client waits to be accepted
-inline constexpr int SOCKET_CLOSE = 32; // the peer has closed or broken the connection
 
 inline constexpr int SOCKET_FAILED = -1;
 inline constexpr int SOCKET_WOULD_BLOCK = -2; // nothing has arrived at the moment
@@ -74,14 +72,7 @@ int socket_receive(Socket socket, void *bytes, size_t size);
 int socket_peek(Socket socket, void *bytes, size_t size);
 bool socket_discard(Socket socket, size_t size);
 
-// A socket's scheduling class. While others have events, all the bulk senders together
-// get one event a round and all the pipelining ones one in eight rounds, so that however
-// many they are, they hold up nobody who waits for answers.
-enum SchedulingClass {
-    CLASS_INTERACTIVE, // waits for each answer
-    CLASS_BULK,        // sends a long text
-    CLASS_PIPELINED,   // sends commands without waiting for the answers
-};
+// The socket's scheduling class; at first CLASS_INTERACTIVE.
 void socket_set_class(Socket socket, SchedulingClass scheduling);
 SchedulingClass socket_class(Socket socket);
 

@@ -133,9 +133,9 @@ size_t stamp_length(const char *text)
 // Every line gets one, so that no text of a client's can pass for it.
 void add_mark(Weight weight)
 {
-    waiting += '<';
-    waiting += static_cast<char>('0' + weight);
-    waiting += '>';
+    buffer += '<';
+    buffer += static_cast<char>('0' + weight);
+    buffer += '>';
 }
 
 } // namespace

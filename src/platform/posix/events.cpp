@@ -3,8 +3,6 @@
 #include "platform/clock.h"
 #include "platform/posix/memory_reserve.h"
 #include "platform/posix/spare_descriptors.h"
-#include "platform/sockets.h"
-#include "platform/window_model/display.h"
 #include "platform/windows.h"
 
 #include <poll.h>
@@ -262,10 +260,8 @@ bool events_next(Message *message)
         const int socket = static_cast<int>(number);
         if (socket == signals) {
             signalfd_siginfo info;
-            while (read(signals, &info, sizeof info) == sizeof info) {
-                model_close_request();
-            }
-            continue;
+            *message = {nullptr, MESSAGE_CLOSE, 0, 0};
+            return read(signals, &info, sizeof info) == sizeof info;
         }
         const Watch &watch = watches[number];
         if (watch.window == nullptr || watch.generation != event.data.u64 >> 32) {

@@ -1,7 +1,7 @@
 // Socket readiness and signals, below the seam: one epoll descriptor.
 #pragma once
 
-#include "platform/sockets.h"
+#include "platform/socket_events.h"
 
 struct Message;
 
@@ -20,7 +20,8 @@ int events_limit_wait(int milliseconds);
 void events_wait(int milliseconds);
 
 // The next fetched event as a message; false when none is left. Events of sockets that
-// were closed meanwhile are left out.
+// were closed meanwhile are left out. A signal that ends the program is a MESSAGE_CLOSE to
+// no window.
 bool events_next(Message *message);
 
 // Undoes events_start()'s signal settings in a child process that runs another program.

@@ -1,7 +1,5 @@
 #include "platform/posix/working_directory.h"
 
-#include "platform/files.h"
-
 #include <climits>
 #include <cstring>
 #include <unistd.h>
@@ -12,6 +10,11 @@ namespace
 char directory[PATH_MAX];
 size_t length;
 bool known;
+
+bool separates(char c)
+{
+    return c == '/' || c == '\\';
+}
 
 } // namespace
 
@@ -33,10 +36,10 @@ const char *below_current_directory(const char *path)
         return path;
     }
     const char *rest = path + length;
-    if (!is_separator(rest[0]) && !is_separator(rest[-1])) {
+    if (!separates(rest[0]) && !separates(rest[-1])) {
         return path; // another directory whose name begins like this one's
     }
-    while (is_separator(rest[0])) {
+    while (separates(rest[0])) {
         rest++;
     }
     return rest[0] != '\0' ? rest : path;

@@ -107,16 +107,13 @@ bool next_message(Message *message)
             return false;
         }
         if (events_next(message)) {
+            if (message->window != nullptr) {
+                return true;
+            }
+            model_close_request();
+        } else if (next_timer(message)) {
             return true;
-        }
-        // A signal has been fetched and posted something.
-        if (!posted.empty()) {
-            continue;
-        }
-        if (next_timer(message)) {
-            return true;
-        }
-        if (posted.empty()) { // a signal has been read as a message
+        } else {
             display_wait(service_watchdog(wait_until_timer()));
         }
     }
