@@ -104,8 +104,7 @@ int validate_ip_address(const char *address)
                     "SMTP : Connection refused from [%s] - no matching validation entry",
                     address);
     }
-}
-return 0;
+    return 0;
 }
 
 void accepted_addresses_free()
