@@ -96,8 +96,11 @@ void display_repaint(Window &) {}
 
 void display_menu_text_changed(Menu &, int) {}
 
-bool display_modal_changed(Window &, bool running)
+bool display_modal_changed(Window &dialog, bool running)
 {
+    if (running && headless_operator.dialog != nullptr) {
+        headless_operator.dialog(dialog);
+    }
     return !running; // nobody could end it
 }
 
@@ -132,9 +135,9 @@ int message_box(Window *, const char *text, const char *caption, unsigned style)
     return BOX_NOT_SHOWN;
 }
 
-int display_track_popup(Menu &)
+int display_track_popup(Menu &menu)
 {
-    return 0;
+    return headless_operator.popup != nullptr ? headless_operator.popup(menu) : 0;
 }
 
 bool tray_icon(TrayOperation operation, const TrayIcon &)
