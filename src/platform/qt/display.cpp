@@ -6,9 +6,11 @@
 #include "platform/qt/screen.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFontMetricsF>
 #include <QMenuBar>
 #include <QScreen>
+#include <QSessionManager>
 #include <QSocketNotifier>
 #include <QThread>
 #include <QTimer>
@@ -48,6 +50,13 @@ class QuitFilter : public QObject
 };
 
 QuitFilter *quit_filter;
+
+// How a desktop session that is restored starts the program: in the same installation.
+void begin_again_here(QSessionManager &session)
+{
+    session.setRestartCommand(
+        {QCoreApplication::applicationFilePath(), QDir::currentPath()});
+}
 
 bool never(void *)
 {
@@ -159,6 +168,7 @@ bool display_start(int, char **argv)
     load_pictures();
     quit_filter = new QuitFilter;
     application->installEventFilter(quit_filter);
+    QObject::connect(application, &QGuiApplication::saveStateRequest, begin_again_here);
     notifier = new QSocketNotifier(events_descriptor(), QSocketNotifier::Read);
     alarm_clock = new QTimer;
     alarm_clock->setSingleShot(true);
