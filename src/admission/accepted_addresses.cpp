@@ -12,8 +12,6 @@
 namespace
 {
 
-constexpr char LIST_FILE[] = "DATA\\RAW\\VALIDIPADDRESSES.TXT";
-
 // What the log calls each kind of entry.
 constexpr const char *KIND_NAMES[] = {
     "full matching",
@@ -40,21 +38,21 @@ bool out_of_memory()
 // False, with the reason logged and nothing kept, when the list cannot be loaded.
 bool load_list()
 {
-    if (does_file_exist(LIST_FILE) == 0) {
+    if (does_file_exist(ACCEPTED_FILE) == 0) {
         log_line(WEIGHT_FAILURE,
                  "***WARNING*** - IP Address validation file cannot be found");
         log_line(WEIGHT_FAILURE,
                  "***WARNING*** - IP Address validation cannot be performed...");
         return false;
     }
-    const auto size = static_cast<size_t>(std::max<int64_t>(file_size_of(LIST_FILE), 0));
+    const auto size = static_cast<size_t>(std::max<int64_t>(file_size_of(ACCEPTED_FILE), 0));
     std::string content;
     try {
         content.reserve(size);
     } catch (const std::bad_alloc &) {
         return out_of_memory();
     }
-    const FileHandle file = file_open(LIST_FILE, FILE_READ);
+    const FileHandle file = file_open(ACCEPTED_FILE, FILE_READ);
     if (file == NO_FILE) {
         log_line(WEIGHT_FAILURE,
                  "***WARNING*** - IP Address validation - Unable to open file");

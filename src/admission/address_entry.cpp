@@ -174,20 +174,43 @@ bool split_range(AddressEntry *entry, std::string_view text, Fields *lower, Fiel
     return true;
 }
 
-void bound_below(Bounds *bounds, const Fields &lower, unsigned positions)
+// Digits and no more than an octet can be; leading zeros do no harm.
+bool is_octet(std::string_view field)
 {
+    return !field.empty() &&
+           field.find_first_not_of("0123456789") == std::string_view::npos &&
+           octet_number(field) <= HIGHEST_OCTET;
+}
+
+void note_odd(AddressEntry *entry, std::string_view field)
+{
+    if (entry->odd.data() == nullptr && !is_octet(field)) {
+        entry->odd = field;
+    }
+}
+
+void bound_below(AddressEntry *entry, Bounds *bounds, const Fields &lower,
+                 OctetSet compared)
+{
+    entry->lowAsterisks = asterisks(lower);
+    entry->lowCompared = compared;
     for (size_t i = 0; i < 4; i++) {
-        if (positions & position(i)) {
+        if (compared & position(i)) {
             bounds->low[i] = octet_number(lower[i]);
+            note_odd(entry, lower[i]);
         }
     }
 }
 
-void bound_above(Bounds *bounds, const Fields &upper, unsigned positions)
+void bound_above(AddressEntry *entry, Bounds *bounds, const Fields &upper,
+                 OctetSet compared)
 {
+    entry->highAsterisks = asterisks(upper);
+    entry->highCompared = compared;
     for (size_t i = 0; i < 4; i++) {
-        if (positions & position(i)) {
+        if (compared & position(i)) {
             bounds->high[i] = octet_number(upper[i]);
+            note_odd(entry, upper[i]);
         }
     }
 }
@@ -200,8 +223,8 @@ void read_range(AddressEntry *entry, std::string_view text)
     }
 
     Bounds bounds;
-    bound_below(&bounds, lower, ALL);
-    bound_above(&bounds, upper, ALL);
+    bound_below(entry, &bounds, lower, ALL);
+    bound_above(entry, &bounds, upper, ALL);
     set_range(entry, bounds);
 }
 
@@ -230,8 +253,8 @@ void read_wildcard_range(AddressEntry *entry, std::string_view text)
     unsigned either = below | asterisks(upper);
 
     Bounds bounds;
-    bound_below(&bounds, lower, compared_beside(below));
-    bound_above(&bounds, upper, compared_beside(either));
+    bound_below(entry, &bounds, lower, compared_beside(below));
+    bound_above(entry, &bounds, upper, compared_beside(either));
     set_range(entry, bounds);
 }
 
@@ -283,8 +306,8 @@ void read_accepted_wildcard(AddressEntry *entry, std::string_view text)
     }
 
     Bounds bounds;
-    bound_below(&bounds, fields, ALL & ~open);
-    bound_above(&bounds, fields, ALL & ~open);
+    bound_below(entry, &bounds, fields, ALL & ~open);
+    bound_above(entry, &bounds, fields, ALL & ~open);
     set_range(entry, bounds);
 }
 

@@ -49,12 +49,21 @@ struct ListLine {
     bool tooLong;          // such an entry keeps its kind and matches nobody
 };
 
+// A set of octets, a bit each: 1 is the first, 8 the fourth.
+using OctetSet = unsigned;
+
 struct AddressEntry {
     EntryKind kind;
     EntryError error;
     AddressRange range; // when there is no error
     // Together the line; in a range without the blanks after its `-`.
     std::string_view head, tail;
+
+    // For whoever explains the entry; of what is compared as numbers. In a wildcard entry
+    // both addresses are the one.
+    OctetSet lowAsterisks, highAsterisks; // written `*`
+    OctetSet lowCompared, highCompared;   // compared with the client's
+    std::string_view odd; // the first of these that is no number from 0 to 255
 };
 
 // Reads the text of a client's address. False when it is none.

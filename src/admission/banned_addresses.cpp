@@ -1,13 +1,12 @@
 #include "admission/banned_addresses.h"
 
 #include "admission/address_list.h"
+#include "base/paths.h"
 #include "log/activity_log.h"
 #include "platform/file_contents.h"
 
 namespace
 {
-
-constexpr char LIST_FILE[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
 
 // What the log calls each kind of entry.
 const char *kind_name(EntryKind kind)
@@ -47,7 +46,7 @@ bool is_unknown(const FileContents &contents)
     if (unknown && !logged) {
         log_stamped(
             "SMTP: Banned addresses cannot be read, everybody is refused - %s [%s]",
-            contents.error, LIST_FILE);
+            contents.error, BANNED_FILE);
     }
     logged = unknown;
     return unknown;
@@ -57,7 +56,7 @@ bool is_unknown(const FileContents &contents)
 
 int is_banned_ip_address(const char *address)
 {
-    const FileContents contents = file_contents(LIST_FILE);
+    const FileContents contents = file_contents(BANNED_FILE);
     if (is_unknown(contents)) {
         return 1;
     }

@@ -7,6 +7,7 @@
 
 inline constexpr char PROGRAM_VERSION[] = "2.61.00";
 inline constexpr char PROGRAM_BUILD_DATE[] = "1 January,2005";
+inline constexpr char GREETING_NAME[] = "Quillon email-to-fax SMTP server";
 
 inline constexpr int ADDRESS_TEXT_SIZE = 36;
 inline constexpr int STATUS_TEXT_SIZE = 128;

@@ -2,6 +2,15 @@
 // of use. The server never creates a directory.
 #pragma once
 
+// What the server reads and writes below it.
+inline constexpr char SETTINGS_FILE[] = "data/raw/qlnxserver.dat";
+inline constexpr char USERS_FILE[] = "DATA/RAW/TSUSERS.DAT";
+inline constexpr char DOMAINS_FILE[] = "DATA/RAW/DOMAIN.DAT";
+inline constexpr char ACCEPTED_FILE[] = "DATA/RAW/VALIDIPADDRESSES.TXT";
+inline constexpr char BANNED_FILE[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
+inline constexpr char LOG_FILE[] = "LOGS/QLNSMTP.TXT";
+inline constexpr char TRIM_FILE[] = "LOG/LOG.TMP"; // the log while it is trimmed
+
 inline constexpr int DIRECTORY_SIZE = 256; // the longest working directory, with its NUL
 inline constexpr int PATH_SIZE = DIRECTORY_SIZE + 64; // and any fixed path below it
 

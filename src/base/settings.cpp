@@ -16,9 +16,8 @@ char settings_path[PATH_SIZE];
 
 void settings_locate()
 {
-    constexpr char BELOW[] = "data\\raw\\qlnxserver.dat";
-    if (!path_below(settings_path, sizeof settings_path, BELOW)) {
-        copy_text(settings_path, sizeof settings_path, BELOW); // the system begins there
+    if (!path_below(settings_path, sizeof settings_path, SETTINGS_FILE)) {
+        copy_text(settings_path, sizeof settings_path, SETTINGS_FILE); // the system begins there
     }
 }
 

@@ -11,80 +11,43 @@
 namespace
 {
 
-const char *error_words(EntryError error)
+// The first place that ends a line in one way only; null when there is none. A CR at the
+// very end of the file does no harm.
+const char *broken_ending(const ListFile &file)
 {
-    switch (error) {
-    case ERROR_NONE:
-        break;
-    case ERROR_MALFORMED:
-        return "a `.` or the `-` is missing, or the last octet is empty";
-    case ERROR_LONG_LINE:
-        return "the line is longer than 255 characters";
-    case ERROR_LONG_OCTET:
-        return "an octet is longer than 3 characters, counting the blanks before a `-`";
-    case ERROR_NOT_AN_ADDRESS:
-        return "no client's address is written like this";
-    case ERROR_NO_ASTERISK:
-        return "no octet is a `*` and nothing else";
-    case ERROR_POSITIONS:
-        return "a `*` in just these octets is not provided for";
-    case ERROR_OTHER_OCTETS:
-        return "beside its first `*` every octet must be a number from 0 to 255 without "
-               "leading zeros";
-    case ERROR_EMPTY_RANGE:
-        return "each octet is compared by itself, and one would have to lie where none "
-               "can";
+    const std::string_view text = file.content;
+    for (size_t at = text.find_first_of("\r\n"); at < text.size();
+         at = text.find_first_of("\r\n", at)) {
+        const bool whole = text.substr(at, 2) == "\r\n" || at + 1 == text.size();
+        if (text[at] == '\n' || !whole) {
+            return text.data() + at;
+        }
+        at += 2;
     }
-    return "";
+    return nullptr;
 }
 
 void check_line_endings(const CheckedList &checked, const ListFile &file)
 {
-    LineCounter lines = count_lines(file);
-    for (size_t lf = file.content.find('\n'); lf != std::string_view::npos;
-         lf = file.content.find('\n', lf + 1)) {
-        if (lf > 0 && file.content[lf - 1] == '\r') {
-            continue;
-        }
-        report(FOUND_ERROR, file.name, line_of(&lines, file.content.data() + lf),
-               checked.list == ACCEPTED_LIST
-                   ? "ends in LF alone: the server takes all up to the next CR for one "
-                     "line. Lines must end in CR LF"
-                   : "ends in LF alone, which becomes a part of the entry. Lines must "
-                     "end in CR LF");
+    const char *place = broken_ending(file);
+    if (place == nullptr) {
         return;
     }
-}
-
-void check_entry(const CheckedList &checked, const ListFile &file, int line,
-                 const AddressEntry &entry)
-{
-    char text[ENTRY_TEXT_SIZE];
-    entry_text(entry, text);
-
-    if (entry.error == ERROR_MALFORMED) {
-        report(FOUND_ERROR, file.name, line, "[%s] is malformed and ends the check: %s",
-               text, error_words(entry.error));
-    } else if (checked.list == BANNED_LIST && text[0] == ';') {
-        report(FOUND_WARNING, file.name, line,
-               "[%s] bans nobody: this list has no comments", text);
-    } else if (entry.error != ERROR_NONE) {
-        report(FOUND_WARNING, file.name, line, "[%s] can match nobody: %s", text,
-               error_words(entry.error));
-    } else if (entry.kind == ENTRY_WILDCARD_RANGE &&
-               entry.range.low == Octets{0, 0, 0, 0}) {
-        report(FOUND_WARNING, file.name, line,
-               "[%s] does not compare its lower address: it may let in more than meant",
-               text);
-    } else if (entry.kind == ENTRY_WILDCARD_RANGE &&
-               entry.range.high == Octets{255, 255, 255, 255}) {
-        report(FOUND_WARNING, file.name, line,
-               "[%s] does not compare its upper address: it may let in more than meant",
-               text);
+    const bool accepted = checked.list == ACCEPTED_LIST;
+    const char *otherwise = accepted
+                                ? "the server takes all up to the next CR for one line"
+                                : "which becomes a part of the entry";
+    if (*place == '\r') {
+        otherwise = accepted ? "after which the server passes over a character"
+                             : "after which the server passes over the rest of the line";
     }
+    LineCounter lines = count_lines(file);
+    report(severity_in_list(checked.setting, FOUND_ERROR), file.name,
+           line_of(&lines, place), "ends in %s alone, %s. Lines must end in CR LF",
+           *place == '\r' ? "CR" : "LF", otherwise);
 }
 
-// Counts the entries behind the end of the list. False when there are none.
+// Counts the entries after the end of the list. False when there are none.
 bool report_unread(const CheckedList &checked, const ListFile &file, LineCounter *lines,
                    const ListScan &scan)
 {
@@ -108,38 +71,56 @@ bool report_unread(const CheckedList &checked, const ListFile &file, LineCounter
     return true;
 }
 
-void check_list(const CheckedList &checked)
+// Without its file a list that is switched on refuses everybody or nobody.
+void report_missing(const CheckedList &checked, const ListFile &file)
 {
-    ListFile file = read_list_file(checked.file);
-    bool asked = read_setting(checked.setting) != 0;
-    if (!file.there) {
-        if (asked && checked.list == ACCEPTED_LIST) {
-            report(FOUND_ERROR, file.name, 0, "is missing: every client is refused");
-        } else if (asked) {
-            report(FOUND_WARNING, file.name, 0, "is missing: nobody is banned");
-        }
+    if (read_setting(checked.setting) == 0) {
         return;
     }
-    check_line_endings(checked, file);
+    if (checked.list == ACCEPTED_LIST) {
+        report(FOUND_ERROR, file.name, 0, "is missing: every client is refused");
+    } else {
+        report(FOUND_WARNING, file.name, 0, "is missing: nobody is banned");
+    }
+}
 
+void check_entries(const CheckedList &checked, const ListFile &file)
+{
     LineCounter lines = count_lines(file);
     ListScan scan = scan_list(checked.list, file.content.data(), file.content.size());
     AddressEntry entry;
-    int line = 0;
+    FoundEntry found{&checked, &file, 0, &entry, ""};
     int useful = 0;
     while (next_entry(&scan, &entry)) {
-        line = line_of(&lines, entry.head.data());
-        useful += entry.error == ERROR_NONE;
-        check_entry(checked, file, line, entry);
+        found.line = line_of(&lines, entry.head.data());
+        entry_text(entry, found.text);
+        useful += entry.error == ERROR_NONE ? 1 : 0;
+        check_address_entry(found);
     }
     if (!report_unread(checked, file, &lines, scan) && scan.ending == SCAN_AT_WILDCARD) {
-        report(FOUND_NOTE, file.name, line,
+        report(FOUND_NOTE, file.name, found.line,
                "the first entry with a `*` ends the list: an entry below it would not be "
                "read");
     }
-    if (asked && useful == 0 && checked.list == ACCEPTED_LIST) {
+    if (useful == 0 && checked.list == ACCEPTED_LIST &&
+        read_setting(checked.setting) != 0) {
         report(FOUND_ERROR, file.name, 0, "lets nobody in: every client is refused");
     }
+}
+
+void check_list(const CheckedList &checked)
+{
+    const ListFile file =
+        read_list_file(checked.file, severity_in_list(checked.setting, FOUND_ERROR));
+    if (!file.there) {
+        report_missing(checked, file);
+        return;
+    }
+    if (file.content.data() == nullptr) {
+        return; // it cannot be read
+    }
+    check_line_endings(checked, file);
+    check_entries(checked, file);
 }
 
 } // namespace

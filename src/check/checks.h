@@ -2,26 +2,38 @@
 // changes anything there. Every check reports what it finds (check/findings.h).
 #pragma once
 
-// Directories that are missing or that this user cannot write to.
+// Directories that are missing, or that the user cannot write to; files that it cannot
+// write to; names that are there in more than one letter case.
 void check_directories();
 
-// Settings that are unknown, out of range or no numbers.
+// Why the user cannot write to the directory; null when it can.
+const char *why_not_writable(const char *directory);
+
+// Settings that are unknown, out of range, no numbers or never read.
 void check_settings();
 
-// Whether the server could listen on its address and port now.
+// Whether the server could listen on its address and port now, or does so already.
 void check_port();
 
-// Entries of the two address lists that match nobody or are never read.
+// Entries of the two address lists that match nobody, or others than they seem to, or are
+// never read.
 void check_address_lists();
 
-// Users that are never found, domain lines that never match.
+// Users that are never found.
 void check_users();
+
+// Domain lines that never match.
 void check_domains();
 
 // Makes the directories and example files that are missing, and reports what cannot be
 // made. The exit status.
 int create_installation();
 
-// Says whether the server would let a client of this address in, and by which entry. The
-// exit status: 0 let in, 1 refused, 2 not an address.
-int explain_client(const char *address);
+struct ClientQuestion {
+    const char *address;
+    const char *from, *to; // of a message; null: it is not asked about
+};
+
+// Says what the server would do with the client, and with its message, and why. The exit
+// status: 0 accepted, 1 refused, 2 it cannot be told.
+int explain_client(const ClientQuestion &question);

@@ -1,5 +1,6 @@
 #include "check/findings.h"
 
+#include "platform/files.h"
 #include "platform/service.h"
 #include "platform/weight.h"
 
@@ -19,9 +20,16 @@ void show(const char *text)
 {
     for (; *text != '\0'; text++) {
         auto byte = static_cast<unsigned char>(*text);
-        std::putchar(byte < ' ' || byte == 0x7F ? '?' : byte);
+        putchar(byte < ' ' || byte == 0x7F ? '?' : byte);
     }
-    std::putchar('\n');
+    putchar('\n');
+}
+
+void show_path(const char *path)
+{
+    for (; *path != '\0'; path++) {
+        putchar(is_separator(*path) ? '/' : *path);
+    }
 }
 
 } // namespace
@@ -34,14 +42,16 @@ void report(Severity severity, const char *file, int line, const char *format, .
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
 
-    if (severity > worst)
+    if (severity > worst) {
         worst = severity;
-    if (journal_takes_output())
+    }
+    if (journal_takes_output()) {
         printf("<%d>", WEIGHTS[severity]);
-    if (file != nullptr && line > 0)
-        printf("%s:%d: ", file, line);
-    else if (file != nullptr)
-        printf("%s: ", file);
+    }
+    if (file != nullptr) {
+        show_path(file);
+        line > 0 ? printf(":%d: ", line) : printf(": ");
+    }
     printf("%s: ", SEVERITY_NAMES[severity]);
     show(text);
 }

@@ -1,23 +1,33 @@
 #include "check/list_file.h"
 
-#include "check/findings.h"
 #include "base/paths.h"
+#include "base/settings.h"
+#include "platform/access.h"
 #include "platform/file_contents.h"
 
 #include <algorithm>
 
-ListFile read_list_file(const char *name)
+ListFile read_list_file(const char *name, Severity unreadable)
 {
     char path[PATH_SIZE];
     path_below(path, sizeof path, name);
 
     ListFile file = {name, {}, does_file_exist(path) == 1};
-    FileContents contents = file_contents(path);
-    if (contents.bytes != nullptr)
+    const FileContents contents = file_contents(path);
+    if (contents.bytes != nullptr) {
         file.content = {contents.bytes, contents.size};
-    else if (file.there)
-        report(FOUND_ERROR, name, 0, "is there, but cannot be read");
+    }
+    if (contents.error != nullptr) {
+        report(unreadable, name, 0, "is there, but cannot be read: %s", contents.error);
+    } else if (file.there && !path_allows(path, MAY_READ)) {
+        report(unreadable, name, 0, "is there, but this user cannot read it");
+    }
     return file;
+}
+
+Severity severity_in_list(Setting setting, Severity severity)
+{
+    return read_setting(setting) != 0 ? severity : std::min(severity, FOUND_WARNING);
 }
 
 LineCounter count_lines(const ListFile &file)

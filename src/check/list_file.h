@@ -1,6 +1,9 @@
 // A file of the installation, read for the check.
 #pragma once
 
+#include "base/settings_table.h"
+#include "check/findings.h"
+
 #include <string_view>
 
 struct ListFile {
@@ -9,8 +12,12 @@ struct ListFile {
     bool there;
 };
 
-// Reads the file. One that is there and cannot be read is reported as an error.
-ListFile read_list_file(const char *name);
+// Reads the file. One that is there and cannot be read, by the check or by the user who
+// is asked about, is reported.
+ListFile read_list_file(const char *name, Severity unreadable = FOUND_ERROR);
+
+// What is found in a list is at most a warning while the setting does not switch it on.
+Severity severity_in_list(Setting setting, Severity severity);
 
 // Counts lines as an editor does, for places asked about in the order of the file.
 struct LineCounter {

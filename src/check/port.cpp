@@ -1,43 +1,81 @@
-// Whether the server could listen now.
+// Whether the server could listen now, or does so already.
 #include "check/checks.h"
 
-#include "base/gateway.h"
+#include "base/listen_address.h"
+#include "base/paths.h"
 #include "base/settings.h"
 #include "base/text.h"
 #include "check/findings.h"
-#include "platform/sockets.h"
+#include "platform/files.h"
+#include "platform/first_line.h"
 
-#include <cerrno>
+#include <cstring>
 
 namespace
 {
 
 constexpr int PORT_TEXT_SIZE = 256;
+constexpr int LINE_SIZE = 512;
+constexpr int PATIENCE = 1000; // milliseconds
 
-// The address the server would choose (core/listener.cpp), and the text of IPADDR if that
-// decides it.
-uint32_t listening_address(char (&chosen)[ADDRESS_TEXT_SIZE])
+ListenAddress listen_address(char given[ADDRESS_TEXT_SIZE])
 {
-    chosen[0] = '\0';
-    if (read_setting(SETTING_BIND) == 0) {
-        return ADDRESS_ANY;
-    }
-    if (read_setting(SETTING_TCPIP_USESAMEIPADDRESS) != 0) {
-        read_setting_text_or(SETTING_IPADDR, "127.0.0.1", chosen, sizeof chosen);
-        return address_from_text(chosen);
-    }
+    char name[HOST_NAME_SIZE];
+    read_setting_text(SETTING_IPADDR, given, ADDRESS_TEXT_SIZE);
+    return choose_listen_address(read_setting(SETTING_BIND), learn_host(name), given);
+}
 
-    char name[HOST_NAME_SIZE] = "";
-    uint32_t own = ADDRESS_NONE;
-    int count = host_look_up(name, name, sizeof name, &own);
-    if (count == 0) {
-        return address_from_text("127.0.0.1");
+// The greeting, or the refusal of a client who is not let in.
+bool is_said_by_us(const char *line)
+{
+    return (begins_ignoring_case(line, "220 ") &&
+            strstr(line, GREETING_NAME) != nullptr) ||
+           begins_ignoring_case(line, "503 ");
+}
+
+// The server has logged its client before it says a word.
+void report_taken(int port, const char *address, uint32_t local)
+{
+    char line[LINE_SIZE];
+    const int64_t log_size = file_size_of(LOG_FILE);
+    const bool answers =
+        first_line_of(local, static_cast<uint16_t>(port), PATIENCE, line, sizeof line);
+    const bool ours = answers && is_said_by_us(line);
+    if (ours && file_size_of(LOG_FILE) != log_size) {
+        report(FOUND_NOTE, nullptr, 0, "port %d of %s: the server is running", port,
+               address);
+    } else if (ours) {
+        report(FOUND_ERROR, nullptr, 0,
+               "port %d of %s is taken by a server that writes no log here: another "
+               "installation's",
+               port, address);
+    } else {
+        report(FOUND_ERROR, nullptr, 0, "port %d of %s is taken by another program%s",
+               port, address, answers ? "" : ", or by a server that does not answer");
     }
-    read_setting_text(SETTING_IPADDR, chosen, sizeof chosen);
-    if (count == 1 && !equal_ignoring_case(chosen, "127.0.0.1")) {
-        return own;
+}
+
+void report_failure(int port, const ListenAddress &local, const char *given)
+{
+    char address[16];
+    address_to_text(local.address, address, sizeof address);
+    switch (socket_bind_failure()) {
+    case BIND_ADDRESS_TAKEN:
+        report_taken(port, address, local.address);
+        break;
+    case BIND_NOT_PERMITTED:
+        report(FOUND_NOTE, nullptr, 0,
+               "port %d needs a right that this user has not: the unit "
+               "qlnsmtpd@.service gives it to the server",
+               port);
+        break;
+    case BIND_NOT_OWN_ADDRESS:
+        report(FOUND_ERROR, nullptr, 0, "IPADDR=%s is no address of this host", given);
+        break;
+    case BIND_FAILED:
+        report(FOUND_ERROR, nullptr, 0, "port %d of %s cannot be opened", port, address);
+        break;
     }
-    return chosen[0] != '\0' ? address_from_text(chosen) : ADDRESS_ANY;
 }
 
 } // namespace
@@ -46,38 +84,17 @@ void check_port()
 {
     char port_text[PORT_TEXT_SIZE];
     read_setting_text(SETTING_PORT, port_text, sizeof port_text);
-    int port = text_to_number(port_text);
-    if (port < 1 || port > 65535) {
+    const int port = text_to_number(port_text);
+    const SettingRow &row = SETTING_ROWS[SETTING_PORT];
+    if (port < row.lowest || port > row.highest) {
         return; // reported with the settings
     }
 
-    char chosen[ADDRESS_TEXT_SIZE];
-    uint32_t address = listening_address(chosen);
-    char address_text[16];
-    address_to_text(address, address_text, sizeof address_text);
-
-    Socket socket = socket_create();
-    if (!socket_bind(socket, address, static_cast<uint16_t>(port))) {
-        switch (socket_last_error()) {
-        case EADDRINUSE:
-            report(FOUND_WARNING, nullptr, 0,
-                   "port %d of %s is taken: the server runs already, or another program "
-                   "listens there",
-                   port, address_text);
-            break;
-        case EACCES:
-            report(FOUND_ERROR, nullptr, 0,
-                   "port %d needs privileges that this user does not have", port);
-            break;
-        case EADDRNOTAVAIL:
-            report(FOUND_ERROR, nullptr, 0, "IPADDR=%s is no address of this host",
-                   chosen);
-            break;
-        default:
-            report(FOUND_ERROR, nullptr, 0, "port %d of %s cannot be opened", port,
-                   address_text);
-            break;
-        }
+    char given[ADDRESS_TEXT_SIZE];
+    const ListenAddress local = listen_address(given);
+    const Socket socket = socket_create();
+    if (!socket_bind(socket, local.address, static_cast<uint16_t>(port))) {
+        report_failure(port, local, given);
     }
     socket_close(socket);
 }

@@ -1,6 +1,7 @@
 #include "core/listener.h"
 
 #include "base/gateway.h"
+#include "base/listen_address.h"
 #include "base/resource_ids.h"
 #include "base/sessions.h"
 #include "base/settings.h"
@@ -29,10 +30,6 @@ constexpr char PORT_TEXT[] =
     "SMTP server tab of the Email-to-Fax menu option in the\r\n"
     "Fax Server ";
 
-struct HostAddresses {
-    int count; // 0: the look-up has failed
-    uint32_t first;
-};
 
 bool create_socket_window()
 {
@@ -49,17 +46,6 @@ bool create_socket_window()
     return true;
 }
 
-HostAddresses learn_host()
-{
-    if (host_name_of_machine(gateway.host_name, HOST_NAME_SIZE) != 0) {
-        copy_text(gateway.host_name, HOST_NAME_SIZE, "localhost");
-    }
-    HostAddresses host{0, ADDRESS_NONE};
-    host.count =
-        host_look_up(gateway.host_name, gateway.host_name, HOST_NAME_SIZE, &host.first);
-    return host;
-}
-
 // Everything made so far is undone; the window's end closes the socket with it.
 void give_up()
 {
@@ -68,49 +54,25 @@ void give_up()
     class_unregister(SOCKET_WINDOW_CLASS);
 }
 
-// One address: kept in its normal form and shown in the status line.
-uint32_t listen_on(uint32_t address, char *selected, const char *status_format)
+// The address kept and shown from here on. While it is undecided nothing is shown.
+void show_address(const ListenAddress &local, char *selected)
 {
-    address_to_text(address, selected, ADDRESS_TEXT_SIZE);
-    format_text(gateway.status_text, STATUS_TEXT_SIZE, "%s [%s], port [%d]",
-                status_format, selected, gateway.listen_port);
-    return address;
-}
-
-// The address to listen on; the first rule that matches wins.
-uint32_t choose_address(const HostAddresses &host, char *selected)
-{
-    constexpr char PLAIN[] = "Listening on";
-    constexpr char HOSTS_OWN[] = "Server is listening on";
-
-    if (gateway.bind_mode == 0) {
-        copy_text(selected, ADDRESS_TEXT_SIZE, "ALL ADDRESSES");
-        format_text(gateway.status_text, STATUS_TEXT_SIZE,
-                    "Listening on [ALL ADDRESSES], port [%d]", gateway.listen_port);
-        return ADDRESS_ANY;
+    copy_text(selected, ADDRESS_TEXT_SIZE, local.text);
+    if (local.rule != LISTEN_UNDECIDED) {
+        const bool own = local.rule == LISTEN_ON_HOSTS_OWN;
+        format_text(gateway.status_text, STATUS_TEXT_SIZE, "%s [%s], port [%d]",
+                    own ? "Server is listening on" : "Listening on", local.text,
+                    gateway.listen_port);
     }
-    if (read_setting(SETTING_TCPIP_USESAMEIPADDRESS) != 0) {
-        read_setting_text_or(SETTING_IPADDR, "127.0.0.1", selected, ADDRESS_TEXT_SIZE);
-        return listen_on(address_from_text(selected), selected, PLAIN);
-    }
-    if (host.count == 0) {
-        return listen_on(address_from_text("127.0.0.1"), selected, PLAIN);
-    }
-    if (host.count == 1 && !equal_ignoring_case(selected, "127.0.0.1")) {
-        return listen_on(host.first, selected, HOSTS_OWN);
-    }
-    if (selected[0] != '\0') {
-        return listen_on(address_from_text(selected), selected, PLAIN);
-    }
-    return ADDRESS_ANY; // several addresses and none chosen
 }
 
 // Binds the socket to the chosen address and listens. False with the reason logged.
 bool listen_at(char *address, const HostAddresses &host)
 {
     gateway.bind_mode = read_setting(SETTING_BIND);
-    const uint32_t local = choose_address(host, address);
-    if (!socket_bind(gateway.listener, local,
+    const ListenAddress local = choose_listen_address(gateway.bind_mode, host, address);
+    show_address(local, address);
+    if (!socket_bind(gateway.listener, local.address,
                      static_cast<uint16_t>(gateway.listen_port))) {
         give_up();
         log_stamped(WEIGHT_FAILURE, "SMTP: Error - Unable to create named socket");
@@ -152,7 +114,7 @@ int start_listener(char *address)
     if (!create_socket_window()) {
         return -1;
     }
-    const HostAddresses host = learn_host();
+    const HostAddresses host = learn_host(gateway.host_name);
 
     gateway.listener = socket_create();
     if (gateway.listener == NO_SOCKET) {

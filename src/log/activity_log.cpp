@@ -20,7 +20,6 @@ char log_stamp[STAMP_SIZE];
 namespace
 {
 
-constexpr char LOG_FILE[] = "LOGS\\QLNSMTP.TXT"; // below the working directory
 constexpr size_t LINE_LIMIT = 506; // characters of a text that reach the file
 constexpr int CALLS_BETWEEN_CHECKS = 500;
 

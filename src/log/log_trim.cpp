@@ -1,5 +1,6 @@
 #include "log/log_trim.h"
 
+#include "base/paths.h"
 #include "base/settings.h"
 #include "platform/files.h"
 
@@ -10,8 +11,7 @@
 namespace
 {
 
-constexpr char TEMPORARY_FILE[] = "LOG\\LOG.TMP"; // below the working directory
-constexpr size_t LINE_PIECE = 511;                // bytes of a line taken at a time
+constexpr size_t LINE_PIECE = 511;  // bytes of a line taken at a time
 constexpr size_t SHORTEST_KEPT = 3; // shorter ones, such as a bare CR LF, are left out
 constexpr size_t BUFFER_SIZE = 65536;
 
@@ -117,16 +117,16 @@ int trim_log_file(const char *path)
     if (log == NO_FILE) {
         return 0;
     }
-    const FileHandle temporary = file_open(TEMPORARY_FILE, FILE_EMPTY);
+    const FileHandle temporary = file_open(TRIM_FILE, FILE_EMPTY);
     if (temporary == NO_FILE) {
         file_close(log);
         return 0;
     }
     const bool copied = file_seek(log, size - kept) && copy_tail(log, temporary);
     file_close(log);
-    if (file_close(temporary) && copied && file_replace_by(path, TEMPORARY_FILE)) {
+    if (file_close(temporary) && copied && file_replace_by(path, TRIM_FILE)) {
         return 1;
     }
-    file_delete(TEMPORARY_FILE);
+    file_delete(TRIM_FILE);
     return 0;
 }

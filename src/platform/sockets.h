@@ -82,5 +82,13 @@ int socket_send(Socket socket, const void *bytes, size_t size);
 // Closes; what was sent before still reaches the peer. No event follows.
 void socket_close(Socket socket);
 
-// The system's number for the last failure of a call of this header.
+// The system's number for the last failure of a call of this header, and what it means
+// for a bind.
 int socket_last_error();
+enum BindFailure {
+    BIND_ADDRESS_TAKEN,
+    BIND_NOT_PERMITTED,
+    BIND_NOT_OWN_ADDRESS,
+    BIND_FAILED
+};
+BindFailure socket_bind_failure();

@@ -37,9 +37,8 @@ void greet(ClientSession *session)
 {
     char text[REPLY_SIZE];
     format_text(text, sizeof text,
-                "[%s] Quillon email-to-fax SMTP server %s, Quillon email-to-fax SMTP "
-                "service ready",
-                gateway.host_name, PROGRAM_VERSION);
+                "[%s] %s %s, Quillon email-to-fax SMTP service ready", gateway.host_name,
+                GREETING_NAME, PROGRAM_VERSION);
     session->state = SESSION_GREETED;
     send_directly(session, "220 ", text);
 }

@@ -10,7 +10,6 @@ namespace
 {
 
 constexpr char BAD_CHARACTERS_NOTED[] = "!#$%^&*{}'?+=`";
-constexpr int BAD_CHARACTERS_SIZE = 128;
 
 // Every step shortens the text in place.
 
@@ -112,21 +111,22 @@ void drop_comment(char *text)
     remove_all(text, ')');
 }
 
-void drop_bad_characters(char *text)
+} // namespace
+
+int clean_address(char *text)
 {
+    if (text[0] == '\0') {
+        return 0;
+    }
     char bad[BAD_CHARACTERS_SIZE];
     read_setting_text(SETTING_BADADDRCHARS, bad, sizeof bad);
     if (strcmp(bad, SETTING_ROWS[SETTING_BADADDRCHARS].text) == 0) {
         write_setting(SETTING_ENVIRONMENT_BADADDRCHARS, BAD_CHARACTERS_NOTED);
     }
-    for (const char *c = bad; *c != '\0'; c++) {
-        remove_unless_all(text, *c);
-    }
+    return clean_address_of(text, bad);
 }
 
-} // namespace
-
-int clean_address(char *text)
+int clean_address_of(char *text, const char *bad_characters)
 {
     if (text[0] == '\0') {
         return 0;
@@ -144,7 +144,9 @@ int clean_address(char *text)
     remove_all(text, ',');
     remove_all(text, ';');
     remove_all(text, ':');
-    drop_bad_characters(text);
+    for (const char *c = bad_characters; *c != '\0'; c++) {
+        remove_unless_all(text, *c);
+    }
     remove_unless_all(text, '\\');
     remove_unless_all(text, '~');
     change_case(text, lower_case);

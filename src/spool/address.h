@@ -8,3 +8,8 @@
 // empty afterwards; 0 when it was, and is left alone. Reads `badaddrchars`, and notes the
 // shorter set in the settings file where the default is in force.
 int clean_address(char *text);
+
+inline constexpr int BAD_CHARACTERS_SIZE = 128;
+
+// The same with the bad characters given, and without a look at the settings.
+int clean_address_of(char *text, const char *bad_characters);

@@ -32,3 +32,26 @@ int form_envelope_line(char *line, int size, const char *verb, const char *token
     const size_t needed = strlen(verb) + 4 + strlen(token) + (bracketed ? 0 : 2);
     return static_cast<size_t>(length) == needed ? length : -1;
 }
+
+void take_local_recipient(const char *token, char address[TOKEN_SIZE])
+{
+    copy_text(address, TOKEN_SIZE, token[0] == '<' ? token + 1 : token);
+    if (token[0] == '<') {
+        if (char *close = strrchr(address, '>')) {
+            *close = '\0';
+        }
+    }
+}
+
+void take_recipient(const char *token, char *recipient, size_t size)
+{
+    size_t length = strlen(token);
+    if (length > 0 && token[length - 1] == '>') {
+        length--;
+    }
+    if (length > 0 && token[0] == '<') {
+        token++;
+        length--;
+    }
+    copy_text(recipient, length + 1 < size ? length + 1 : size, token);
+}

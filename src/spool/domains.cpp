@@ -1,5 +1,6 @@
 #include "spool/domains.h"
 
+#include "base/paths.h"
 #include "base/session.h"
 #include "base/settings.h"
 #include "base/text.h"
@@ -17,8 +18,7 @@
 namespace
 {
 
-constexpr char DOMAINS_FILE[] = "DATA\\RAW\\DOMAIN.DAT"; // below the working directory
-constexpr size_t LINE_PIECE = 511;                       // bytes read at a time
+constexpr size_t LINE_PIECE = 511; // bytes of a line read at a time
 
 // The entries of the file's present version, in lower case.
 struct DomainTable {
@@ -28,31 +28,15 @@ struct DomainTable {
 
 DomainTable table;
 
-// What of a line is compared: the text before its last comma, or all of it with its line
-// ending, so that a line without a comma matches only at the very end of the file.
-void add_entry(DomainTable *domains, std::string_view line)
-{
-    line = line.substr(0, line.find('\0'));
-    domains->entries.insert(lower_case_of(line.substr(0, line.rfind(','))));
-}
-
 DomainTable read_domains(std::string_view text, uint64_t version)
 {
     DomainTable domains;
     domains.version = version;
-    while (!text.empty()) {
-        const size_t feed = text.find('\n');
-        const size_t line = feed == std::string_view::npos ? text.size() : feed + 1;
-        const size_t length = std::min(line, LINE_PIECE);
-        const bool reached_end =
-            length == text.size() && length < LINE_PIECE && text.back() != '\n';
-        add_entry(&domains, text.substr(0, length));
-        text.remove_prefix(length);
-        if (reached_end) {
-            return domains;
-        }
+    DomainScan scan{text, false};
+    std::string_view entry;
+    while (next_domain(&scan, &entry)) {
+        domains.entries.insert(lower_case_of(entry));
     }
-    add_entry(&domains, {}); // the read at the end of the file leaves an empty line
     return domains;
 }
 
@@ -100,4 +84,24 @@ void check_domain(ClientSession *session, const char *whose, char *address)
     session->domainAccepted = domain_is_accepted(domain) != 0;
     log_stamped("SMTP: DOMAIN CHECKING - %s domain [%s] %s", whose, domain,
                 session->domainAccepted ? "ACCEPTED" : "NOT accepted...");
+}
+
+bool next_domain(DomainScan *scan, std::string_view *entry)
+{
+    if (scan->ended) {
+        return false;
+    }
+    const size_t feed = scan->rest.find('\n');
+    const size_t line = feed == std::string_view::npos ? scan->rest.size() : feed + 1;
+    const size_t length = std::min(line, LINE_PIECE);
+    std::string_view text = scan->rest.substr(0, length);
+    // At the end of the file one more read leaves an empty line, unless the one before
+    // has met the end.
+    scan->ended =
+        length == scan->rest.size() && length < LINE_PIECE && !text.ends_with('\n');
+    scan->rest.remove_prefix(length);
+
+    text = text.substr(0, text.find('\0'));
+    *entry = text.substr(0, text.rfind(','));
+    return true;
 }

@@ -1,5 +1,6 @@
 #include "spool/local_users.h"
 
+#include "base/paths.h"
 #include "base/settings.h"
 #include "base/text.h"
 #include "log/activity_log.h"
@@ -13,9 +14,7 @@
 namespace
 {
 
-constexpr char USERS_FILE[] = "DATA\\RAW\\TSUSERS.DAT"; // below the working directory
-constexpr int USER_LIMIT = 999;                         // sections looked at
-constexpr int VALUE_SIZE = 512;
+constexpr int SECTION_SIZE = 16;
 
 // The users of the file's present version: address in lower case, result of the look-up.
 struct UserTable {
@@ -23,29 +22,20 @@ struct UserTable {
     std::unordered_map<std::string, int> users;
 };
 
-// The section's address: FULLEMAIL, or ID where that is empty. Empty after the last
-// user.
-void read_user(const char *section, const char *path, char *address)
+void form_section(char section[SECTION_SIZE], int number)
 {
-    profile_text(section, "FULLEMAIL", "", address, VALUE_SIZE, path);
-    if (address[0] == '\0') {
-        profile_text(section, "ID", "", address, VALUE_SIZE, path);
-    }
+    format_text(section, SECTION_SIZE, "USER%d", number);
 }
 
-UserTable read_users(const char *path, uint64_t version)
+UserTable read_users(uint64_t version)
 {
     UserTable table;
     table.version = version;
-    for (int n = 0; n < USER_LIMIT; n++) {
-        char section[16];
-        char address[VALUE_SIZE];
-        format_text(section, sizeof section, "USER%d", n);
-        read_user(section, path, address);
-        if (address[0] == '\0') {
-            break;
-        }
-        const bool active = profile_int(section, "USERACTIVE", 0, path) != 0;
+    char address[USER_VALUE_SIZE];
+    for (int n = 0; n < USER_LIMIT && read_user_address(n, address); n++) {
+        char section[SECTION_SIZE];
+        form_section(section, n);
+        const bool active = profile_int(section, "USERACTIVE", 0, USERS_FILE) != 0;
         // The first of equal addresses counts.
         table.users.emplace(lower_case_of(address), active ? USER_ACTIVE : USER_INACTIVE);
     }
@@ -59,12 +49,29 @@ const UserTable &present_users()
     const uint64_t version = profile_version(USERS_FILE);
     if (version != table.version) {
         try {
-            table = read_users(USERS_FILE, version);
+            table = read_users(version);
         } catch (const std::bad_alloc &) {
             log_stamped(WEIGHT_FAILURE, "SMTP: Out of memory");
         }
     }
     return table;
+}
+
+// One character less than would fit of an address that does not fit.
+void cut_address(const char *given, char address[USER_VALUE_SIZE])
+{
+    const size_t length = strlen(given);
+    copy_text(address, length < USER_VALUE_SIZE ? length + 1 : USER_VALUE_SIZE - 1,
+              given);
+}
+
+void drop_brackets(char *address)
+{
+    const size_t length = strlen(address);
+    if (length >= 2 && address[0] == '<' && address[length - 1] == '>') {
+        address[length - 1] = '\0';
+        memmove(address, address + 1, length - 1);
+    }
 }
 
 void log_address(const char *address, bool is_recipient)
@@ -80,19 +87,31 @@ void log_address(const char *address, bool is_recipient)
 
 } // namespace
 
+bool read_user_address(int number, char address[USER_VALUE_SIZE])
+{
+    char section[SECTION_SIZE];
+    form_section(section, number);
+    profile_text(section, "FULLEMAIL", "", address, USER_VALUE_SIZE, USERS_FILE);
+    if (address[0] == '\0') {
+        profile_text(section, "ID", "", address, USER_VALUE_SIZE, USERS_FILE);
+    }
+    return address[0] != '\0';
+}
+
+void user_address_compared(const char *given, char address[USER_VALUE_SIZE])
+{
+    cut_address(given, address);
+    drop_brackets(address);
+}
+
 int find_local_user(const char *given, bool is_recipient)
 {
-    char address[VALUE_SIZE];
-    size_t length = strlen(given);
-    length = length < VALUE_SIZE ? length : VALUE_SIZE - 2;
-    copy_text(address, length + 1, given);
+    char address[USER_VALUE_SIZE];
+    cut_address(given, address);
     if (full_detail()) {
         log_address(address, is_recipient);
     }
-    if (length >= 2 && address[0] == '<' && address[length - 1] == '>') {
-        address[length - 1] = '\0';
-        memmove(address, address + 1, length - 1);
-    }
+    drop_brackets(address);
     const UserTable &users = present_users();
     const auto found = users.users.find(lower_case_of(address));
     return found != users.users.end() ? found->second : USER_UNKNOWN;

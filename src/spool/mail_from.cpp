@@ -19,12 +19,6 @@ namespace
 // The log line holds at most 511 characters, like the envelope line.
 constexpr size_t SENDER_TEXT_SIZE = 512;
 
-bool fits_log_line(const ClientSession *session, const char *token)
-{
-    constexpr size_t fixed = STAMP_SIZE - 1 + sizeof " SMTP: [] Mail From []" - 1;
-    return fixed + strlen(session->peerText) + strlen(token) < SENDER_TEXT_SIZE;
-}
-
 void refuse_long_sender(ClientSession *session)
 {
     log_stamped(WEIGHT_WARNING, "SMTP: [%s] MAIL FROM refused, the address is too long",
@@ -65,13 +59,19 @@ bool start_envelope(ClientSession *session, const char *line, int length)
 
 } // namespace
 
+bool sender_fits(const char *peer, const char *token)
+{
+    constexpr size_t fixed = STAMP_SIZE - 1 + sizeof " SMTP: [] Mail From []" - 1;
+    return fixed + strlen(peer) + strlen(token) < SENDER_TEXT_SIZE;
+}
+
 void handle_mail_from(ClientSession *session)
 {
     char token[TOKEN_SIZE] = "";
     char line[ENVELOPE_LINE_SIZE];
     const bool has_token = take_address_token(session->argument, token);
     const int length = form_envelope_line(line, sizeof line, "MAIL FROM", token);
-    if (length < 0 || !fits_log_line(session, token)) {
+    if (length < 0 || !sender_fits(session->peerText, token)) {
         refuse_long_sender(session);
         return;
     }

@@ -3,6 +3,9 @@
 
 struct ClientSession;
 
+// Whether a sender this long is taken from a client of this address.
+bool sender_fits(const char *peer, const char *token);
+
 // Handles a well-formed MAIL FROM; the session's `argument` is what follows its colon.
 // May end the session.
 void handle_mail_from(ClientSession *session);

@@ -34,31 +34,11 @@ FileHandle open_envelope(ClientSession *session)
                               session->senderIsLocal ? SPOOL_PENDING : SPOOL_MAIL_IN);
 }
 
-// A token that begins with a bracket is looked up without it, up to its last closing one.
 bool is_local(const char *token)
 {
     char address[TOKEN_SIZE];
-    copy_text(address, sizeof address, token[0] == '<' ? token + 1 : token);
-    if (token[0] == '<') {
-        if (char *close = strrchr(address, '>')) {
-            *close = '\0';
-        }
-    }
+    take_local_recipient(token, address);
     return find_local_user(address, true) != USER_UNKNOWN;
-}
-
-// The token without a closing bracket at its end and an opening one at its beginning.
-void take_recipient(const char *token, char *recipient, size_t size)
-{
-    size_t length = strlen(token);
-    if (length > 0 && token[length - 1] == '>') {
-        length--;
-    }
-    if (length > 0 && token[0] == '<') {
-        token++;
-        length--;
-    }
-    copy_text(recipient, length + 1 < size ? length + 1 : size, token);
 }
 
 void log_arrival(const ClientSession *session, bool local, const char *recipient)
@@ -77,6 +57,11 @@ void log_arrival(const ClientSession *session, bool local, const char *recipient
 
 } // namespace
 
+bool recipient_fits(const char *token)
+{
+    return strlen(token) <= RECIPIENT_LIMIT;
+}
+
 void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
 {
     char token[TOKEN_SIZE];
@@ -86,7 +71,7 @@ void handle_rcpt_to(ClientSession *session, char recipient[RECIPIENT_SIZE])
     }
     char line[ENVELOPE_LINE_SIZE];
     const int length = form_envelope_line(line, sizeof line, "RCPT TO", token);
-    if (length < 0 || strlen(token) > RECIPIENT_LIMIT) {
+    if (length < 0 || !recipient_fits(token)) {
         refuse_long_recipient(session);
         return;
     }

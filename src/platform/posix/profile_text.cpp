@@ -1,6 +1,7 @@
 #include "platform/posix/profile_text.h"
 
 #include "platform/ascii.h"
+#include "platform/profile_lines.h"
 
 #include <unordered_set>
 
@@ -191,4 +192,32 @@ std::string profile_with(std::string_view text, std::string_view section,
         added = ending + added;
     }
     return changed.insert(where, added);
+}
+
+std::vector<ProfileLine> profile_lines(std::string_view text)
+{
+    std::vector<ProfileLine> lines;
+    std::unordered_set<std::string_view, NameHash, NameEqual> sections;
+    std::unordered_set<std::string_view, NameHash, NameEqual> keys; // of this section
+    ProfileLine found{0, true, {}, {}, {}};
+    bool section_counts = false;
+    for (size_t at = 0; at < text.size();) {
+        const Line line = line_at(text, at);
+        at = line.next;
+        found.number++;
+        if (line.kind == SECTION_LINE) {
+            section_counts = sections.insert(line.name).second;
+            keys.clear();
+            found.section = line.name;
+            found.key = found.value = {};
+            found.counts = section_counts;
+            lines.push_back(found);
+        } else if (line.kind == KEY_LINE) {
+            found.key = line.name;
+            found.value = unquoted(raw_value(text, line));
+            found.counts = section_counts && keys.insert(line.name).second;
+            lines.push_back(found);
+        }
+    }
+    return lines;
 }

@@ -267,3 +267,17 @@ int socket_last_error()
 {
     return last_error;
 }
+
+BindFailure socket_bind_failure()
+{
+    switch (last_error) {
+    case EADDRINUSE:
+        return BIND_ADDRESS_TAKEN;
+    case EACCES:
+        return BIND_NOT_PERMITTED;
+    case EADDRNOTAVAIL:
+        return BIND_NOT_OWN_ADDRESS;
+    default:
+        return BIND_FAILED;
+    }
+}
