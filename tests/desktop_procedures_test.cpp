@@ -11,6 +11,7 @@
 #include "platform/clock.h"
 #include "platform/headless/operator.h"
 #include "platform/shell.h"
+#include "platform/window_model/placement.h"
 #include "platform/window_model/window.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
@@ -166,6 +167,46 @@ TEST_F(OperatorsDesk, TheTrayBringsTheWindowBackAndItsButtonsWork)
     log_stamped("SMTP: to be cleared");
     choose(MENU_CLEAR_LIST);
     EXPECT_EQ(list_count(dialog_item(status, CONTROL_LOG_LIST)), 0);
+}
+
+// The headless screen has 1024 x 768 pixels, the window 488 x 333 with its frame.
+TEST_F(OperatorsDesk, OnlyAPlaceThatNobodyChoseIsHeldInsideTheScreen)
+{
+    const struct {
+        const char *settings;
+        int left, top;
+    } places[] = {{"", 438, 435},
+                  {"TOP=20\n", 438, 20},
+                  {"LEFT=900\n", 536, 435},
+                  {"TOP=700\nLEFT=-50\n", -50, 700}};
+    for (const auto &[settings, left, top] : places) {
+        come_up(settings);
+        const Rect place = window_rect(gateway.statusWindow);
+        EXPECT_EQ(std::pair(place.left, place.top), std::pair(left, top)) << settings;
+    }
+}
+
+TEST(Places, AreMovedAsFarAsNeededAndOnlyOutOfTheMousesReach)
+{
+    const Rect area{0, 24, 1366, 768};
+    const Rect areas[] = {area, {1366, 0, 3286, 1080}};
+    const struct {
+        Rect wanted, inside;
+        bool in_reach;
+    } places[] = {{{100, 100, 300, 200}, {100, 100, 300, 200}, true},
+                  {{589, 700, 1241, 1070}, {589, 398, 1241, 768}, true},
+                  {{589, 740, 1241, 1110}, {589, 398, 1241, 768}, false},
+                  {{-500, 0, 152, 370}, {0, 24, 652, 394}, false},
+                  {{-500, 24, 152, 394}, {0, 24, 652, 394}, true},
+                  {{3000, 10, 3652, 380}, {714, 24, 1366, 394}, true},
+                  {{3200, 10, 3852, 380}, {714, 24, 1366, 394}, false},
+                  {{-9, -9, 1991, 991}, {0, 24, 2000, 1024}, false}};
+    for (const auto &[wanted, inside, in_reach] : places) {
+        const Rect moved = place_inside(wanted, area);
+        EXPECT_EQ(std::tuple(moved.left, moved.top, moved.right, moved.bottom),
+                  std::tuple(inside.left, inside.top, inside.right, inside.bottom));
+        EXPECT_EQ(caption_is_in_reach(wanted, areas), in_reach) << wanted.left;
+    }
 }
 
 TEST_F(OperatorsDesk, OptionsSwitchAndNameTheStateTheySwitchTo)

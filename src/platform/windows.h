@@ -69,11 +69,15 @@ Param default_window_procedure(Window *window, unsigned message, Param first,
 // A number that stands for the window in files; never 0.
 long window_number(const Window *window);
 
-void window_show(Window *window, bool shown);        // shown: in its normal state
-void window_to_front(Window *window);                // foreground, keyboard focus
-Rect window_rect(const Window *window);              // on the screen, frame included
-Rect window_client_rect(const Window *window);       // left and top are 0
-void window_move(Window *window, int left, int top); // keeps the size
+void window_show(Window *window, bool shown); // shown: in its normal state
+void window_to_front(Window *window);          // foreground, keyboard focus
+Rect window_rect(const Window *window);        // on the screen, frame included
+Rect window_client_rect(const Window *window); // left and top are 0
+// Both keep the size. A place out of the mouse's reach, as when a larger screen has gone,
+// is kept as the window's own until the user moves it, who sees it on the screen.
+void window_move(Window *window, int left, int top);
+// As near to the place as the whole window has room beside the desktop's panels.
+void window_move_inside(Window *window, int left, int top);
 void window_set_topmost(Window *window, bool topmost);
 void window_set_text(Window *window, const char *text);
 int window_text(const Window *window, char *text, int size); // bytes copied

@@ -33,14 +33,27 @@ constexpr int SHUTDOWN_TEXT_LENGTH = 22;
 
 // --- Place, order and lights
 
-// One default for both edges, taken from the widths of screen and window.
+bool is_set(Setting setting)
+{
+    char text[2];
+    read_setting_text_or(setting, "", text, sizeof text);
+    return text[0] != '\0';
+}
+
+// One default for both edges, taken from the widths of screen and window. It knows
+// nothing of the screen's height, so the window is then held inside the screen; a place
+// that the operator chose is taken as it is.
 void move_to_saved_place(Window *window)
 {
     const Rect place = window_rect(window);
     const int missing = screen_width() / 3 * 2 - (place.right - place.left) / 2;
     const int top = read_setting_or(SETTING_TOP, missing);
     const int left = read_setting_or(SETTING_LEFT, missing);
-    window_move(window, left, top);
+    if (is_set(SETTING_TOP) && is_set(SETTING_LEFT)) {
+        window_move(window, left, top);
+    } else {
+        window_move_inside(window, left, top);
+    }
 }
 
 void save_place(const Window *window)

@@ -58,6 +58,11 @@ int screen_height()
     return SCREEN_HEIGHT;
 }
 
+Rect display_free_area()
+{
+    return {0, 0, SCREEN_WIDTH, SCREEN_HEIGHT};
+}
+
 void cursor_show_waiting(bool) {}
 
 int display_base_unit_x()

@@ -1,14 +1,17 @@
 // Message boxes and the popup menu: the model's loop runs while one is open.
 #include "platform/window_model/display.h"
 
-#include "platform/qt/always_on_top.h"
 #include "platform/qt/screen.h"
 #include "platform/qt/text.h"
+#include "platform/qt/window_manager.h"
+#include "platform/qt/x11.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPointer>
+#include <QWindow>
 
 namespace
 {
@@ -23,12 +26,30 @@ struct OpenPopup {
     int chosen = 0;
 };
 
-// The box goes with its owner.
+// The box goes with its owner, and with a close request while the program starts.
 bool is_answered(void *context)
 {
     const auto *open = static_cast<const OpenBox *>(context);
-    return open->box.isNull() || !open->box->isVisible();
+    return open->box.isNull() || !open->box->isVisible() || model_close_waits();
 }
+
+// The cursor does not tell to wait while an answer is waited for.
+class ArrowCursor
+{
+  public:
+    ArrowCursor()
+    {
+        QApplication::setOverrideCursor(Qt::ArrowCursor);
+    }
+    ~ArrowCursor()
+    {
+        if (screen_is_there()) {
+            QApplication::restoreOverrideCursor();
+        }
+    }
+    ArrowCursor(const ArrowCursor &) = delete;
+    ArrowCursor &operator=(const ArrowCursor &) = delete;
+};
 
 bool is_closed(void *context)
 {
@@ -76,6 +97,23 @@ int pressed_button(const QMessageBox &box)
     }
 }
 
+// A Wayland compositor takes a menu without a parent for a window of its own: one that
+// keeps its size, and goes when another one is used. Beside a window that has the focus
+// it is a menu, which leaves the focus there.
+void make_window_of(QMenu &menu)
+{
+    menu.setWindowTitle(QStringLiteral("Quillon SMTP server"));
+    QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &menu,
+                     [&menu, had_focus = QGuiApplication::focusWindow() !=
+                                         nullptr](const QWindow *focused) mutable {
+                         const bool has_focus = focused == menu.windowHandle();
+                         if (had_focus && !has_focus) {
+                             menu.close();
+                         }
+                         had_focus = has_focus;
+                     });
+}
+
 } // namespace
 
 int message_box(Window *owner, const char *text, const char *caption, unsigned style)
@@ -83,6 +121,7 @@ int message_box(Window *owner, const char *text, const char *caption, unsigned s
     if (!screen_is_there()) {
         return BOX_NOT_SHOWN;
     }
+    const ArrowCursor arrow;
     OpenBox open;
     open.box = make_box(owner, text, caption, style);
     QObject::connect(open.box, &QDialog::finished, wake_model);
@@ -109,6 +148,9 @@ int display_track_popup(Menu &menu)
     }
     OpenPopup open;
     QMenu view;
+    if (x11_connection() == nullptr) {
+        make_window_of(view);
+    }
     for (const MenuItem &item : menu.items) {
         view.addAction(to_qt(item.text), [&open, id = item.id] { open.chosen = id; });
     }
@@ -116,6 +158,7 @@ int display_track_popup(Menu &menu)
         open.closed = true;
         wake_model();
     });
+    view.setFixedSize(view.sizeHint());
     view.popup(QCursor::pos());
     model_run_until(is_closed, &open);
     return open.chosen;

@@ -1,12 +1,14 @@
 #include "platform/qt/dialog_view.h"
 
-#include "platform/qt/always_on_top.h"
 #include "platform/qt/control_views.h"
 #include "platform/qt/drawing.h"
 #include "platform/qt/pictures.h"
 #include "platform/qt/screen.h"
 #include "platform/qt/text.h"
+#include "platform/qt/window_manager.h"
+#include "platform/qt/x11.h"
 #include "platform/window_model/display.h"
+#include "platform/window_model/placement.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -17,14 +19,8 @@
 #include <QScreen>
 #include <QWindow>
 
-#include <algorithm>
-
 namespace
 {
-
-// So much of a window's upper left must be on a screen for the user to get hold of it.
-constexpr int HANDLE_WIDTH = 96;
-constexpr int HANDLE_HEIGHT = 32;
 
 constexpr Qt::WindowFlags FRAME = Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                                   Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint;
@@ -70,6 +66,9 @@ DialogView::DialogView(Window &dialog)
     if (dialog.icon != 0) {
         setWindowIcon(icon(dialog.icon));
     }
+    frame_ = frame_to_be(*this);
+    dialog.place.right += frame_size().width();
+    dialog.place.bottom += frame_size().height();
 }
 
 void DialogView::make_menu_bar(int height)
@@ -104,28 +103,28 @@ void DialogView::make_popup(QMenuBar *bar, MenuBarEntry &entry, int position)
     });
 }
 
-// The place asked for, moved only as far as needed to keep the caption within reach, as
-// when a larger screen has gone.
-QPoint DialogView::reachable(QPoint place) const
+bool DialogView::is_modal() const
 {
-    for (const QScreen *screen : QApplication::screens()) {
-        const QRect room =
-            screen->availableGeometry().adjusted(0, 0, -HANDLE_WIDTH, -HANDLE_HEIGHT);
-        if (room.contains(place) ||
-            room.contains(place + QPoint(width() - HANDLE_WIDTH, 0))) {
-            return place;
-        }
-    }
-    const QRect room = QApplication::primaryScreen()->availableGeometry();
-    return {std::clamp(place.x(), room.left(),
-                       std::max(room.left(), room.right() - frameGeometry().width())),
-            std::clamp(place.y(), room.top(),
-                       std::max(room.top(), room.bottom() - frameGeometry().height()))};
+    return dialog_.modal;
+}
+
+QSize DialogView::frame_size() const
+{
+    return {frame_.left() + frame_.right(), frame_.top() + frame_.bottom()};
 }
 
 void DialogView::move_to_record()
 {
-    move(reachable({dialog_.place.left, dialog_.place.top}));
+    std::vector<Rect> areas;
+    for (const QScreen *screen : QApplication::screens()) {
+        areas.push_back(rect_of(screen->availableGeometry()));
+    }
+    const Rect place = caption_is_in_reach(dialog_.place, areas)
+                           ? dialog_.place
+                           : place_inside(dialog_.place, display_free_area());
+    wanted_ = QPoint(dialog_.place.left, dialog_.place.top);
+    moved_to_ = QPoint(place.left, place.top);
+    move(moved_to_);
 }
 
 void DialogView::show_in_place()
@@ -158,15 +157,19 @@ void DialogView::to_front()
     activateWindow();
 }
 
-// The frame belongs to the window manager, and is known only when it has told it.
+// Where the user has put the window, or else where the program wanted it. Only an X
+// server tells places.
 void DialogView::place_to_record()
 {
-    if (!isVisible() || isMinimized()) {
+    if (!isVisible() || isMinimized() || x11_connection() == nullptr) {
         return;
     }
-    const QRect frame = frameGeometry();
-    dialog_.place = {frame.left(), frame.top(), frame.left() + frame.width(),
-                     frame.top() + frame.height()};
+    QRect outer = frameGeometry();
+    if (outer.topLeft() == moved_to_) {
+        outer.moveTopLeft(wanted_);
+    }
+    dialog_.place = rect_of(outer);
+    frame_ = frame_of(*this);
 }
 
 bool DialogView::event(QEvent *event)

@@ -1,6 +1,7 @@
 // A dialog on the screen: menu bar, controls, and the user's handling of its window.
 #pragma once
 
+#include <QMargins>
 #include <QWidget>
 
 class QMenuBar;
@@ -12,12 +13,17 @@ class DialogView : public QWidget
   public:
     explicit DialogView(Window &dialog);
 
+    bool is_modal() const;
+
     // In its normal state, at the record's place; or hidden.
     void show_in_place();
     void hide_away();
 
     void move_to_record();
     void to_front();
+
+    // The frame and caption bar that the window manager adds, as far as they are known.
+    QSize frame_size() const;
 
   protected:
     bool event(QEvent *event) override;
@@ -29,8 +35,10 @@ class DialogView : public QWidget
     void make_menu_bar(int height);
     void make_popup(QMenuBar *bar, MenuBarEntry &entry, int position);
     void place_to_record();
-    QPoint reachable(QPoint place) const;
 
     Window &dialog_;
     QWidget *client_;
+    QMargins frame_;
+    QPoint wanted_;   // where the program wanted it last
+    QPoint moved_to_; // and where it was put, in the mouse's reach
 };

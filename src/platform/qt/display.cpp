@@ -4,6 +4,7 @@
 #include "platform/clock.h"
 #include "platform/posix/events.h"
 #include "platform/qt/screen.h"
+#include "platform/qt/x11.h"
 
 #include <QApplication>
 #include <QDir>
@@ -14,8 +15,6 @@
 #include <QSocketNotifier>
 #include <QThread>
 #include <QTimer>
-
-#include <xcb/xcb.h>
 
 #include <clocale>
 #include <cmath>
@@ -31,7 +30,6 @@ QSocketNotifier *notifier; // socket events wait
 QTimer *alarm_clock;       // the end of a wait
 uint32_t alarm_due;
 bool connected;
-xcb_connection_t *screen; // null where it is no X server
 QtMessageHandler toolkit_says_first;
 bool waiting_cursor;
 
@@ -69,18 +67,36 @@ bool never(void *)
 {
     connected = false;
     model_close_request();
+    if (model_close_waits()) {
+        _exit(1); // the box of a failed start was open
+    }
     model_run_until(never, nullptr);
     _exit(0);
 }
 
+bool screen_is_lost(const QString &what_toolkit_says)
+{
+    if (xcb_connection_t *connection = x11_connection()) {
+        return xcb_connection_has_error(connection) != 0;
+    }
+    return what_toolkit_says.startsWith(QLatin1String("The Wayland connection"));
+}
+
 // The toolkit ends the process when the screen's server goes away. It says so before,
-// which is the last moment at which the server can still be closed properly.
+// which is the last moment at which the server can still be closed properly. A thread of
+// the toolkit's own that is the first to notice goes no further.
 void toolkit_says(QtMsgType type, const QMessageLogContext &where, const QString &text)
 {
     toolkit_says_first(type, where, text);
-    if (connected && screen != nullptr && xcb_connection_has_error(screen) != 0 &&
-        QThread::currentThread() == application->thread()) {
+    if (!connected || !screen_is_lost(text)) {
+        return;
+    }
+    if (QThread::currentThread() == application->thread()) {
         screen_was_lost();
+    }
+    QMetaObject::invokeMethod(application, screen_was_lost, Qt::QueuedConnection);
+    for (;;) {
+        pause();
     }
 }
 
@@ -173,9 +189,6 @@ bool display_start(int, char **argv)
     alarm_clock = new QTimer;
     alarm_clock->setSingleShot(true);
     alarm_clock->setTimerType(Qt::PreciseTimer);
-    if (const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) {
-        screen = x11->connection();
-    }
     connected = true;
     toolkit_says_first = qInstallMessageHandler(toolkit_says);
     return true;
@@ -259,6 +272,11 @@ int screen_width()
 int screen_height()
 {
     return QApplication::primaryScreen()->geometry().height();
+}
+
+Rect display_free_area()
+{
+    return rect_of(QApplication::primaryScreen()->availableGeometry());
 }
 
 void cursor_show_waiting(bool waiting)

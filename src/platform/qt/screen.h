@@ -1,9 +1,15 @@
 // What the files of the Qt display share.
 #pragma once
 
-class QWidget;
-class QString;
-struct Window;
+#include "platform/windows.h"
+
+#include <QRect>
+
+inline Rect rect_of(const QRect &rect)
+{
+    return {rect.left(), rect.top(), rect.left() + rect.width(),
+            rect.top() + rect.height()};
+}
 
 // False once the connection to the screen has been lost: nothing is drawn any more.
 bool screen_is_there();

@@ -1,13 +1,13 @@
 // Windows, dialogs and lists as the window model reports their changes.
 #include "platform/window_model/display.h"
 
-#include "platform/qt/always_on_top.h"
 #include "platform/qt/control_views.h"
 #include "platform/qt/dialog_view.h"
 #include "platform/qt/list_view.h"
 #include "platform/qt/pictures.h"
 #include "platform/qt/screen.h"
 #include "platform/qt/text.h"
+#include "platform/qt/window_manager.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -46,10 +46,9 @@ void refresh_list(const Window &list)
 
 void display_frame_size(const Window &dialog, int *width, int *height)
 {
-    // The window manager's frame is not known before it has been shown.
     QSize frame(0, menu_bar_height(dialog));
     if (const DialogView *view = dialog_view(dialog)) {
-        frame += view->frameGeometry().size() - view->size();
+        frame += view->frame_size();
     }
     *width = frame.width();
     *height = frame.height();

@@ -123,8 +123,9 @@ int dialog_run(const DialogTemplate &layout, Window *owner, WindowProcedure proc
     if (display_modal_changed(*dialog, true)) {
         model_run_until(has_ended, dialog);
         result = dialog->ended ? dialog->result : -1;
-        dialog->shown = false;
-        display_modal_changed(*dialog, false);
+        if (!dialog->ended) {
+            dialog_end(dialog, result); // the program ends
+        }
     }
     dialog->ended = true;
     window_destroy(dialog);
@@ -135,6 +136,11 @@ void dialog_end(Window *dialog, int result)
 {
     dialog->ended = true;
     dialog->result = result;
+    if (dialog->shown) {
+        // At once: the loops of dialogs that were opened later may still run.
+        dialog->shown = false;
+        display_modal_changed(*dialog, false);
+    }
 }
 
 Window *dialog_item(Window *dialog, int id)

@@ -16,6 +16,9 @@ void display_stop();
 // `milliseconds` have passed (-1: however long). Input becomes messages, posted or sent.
 void display_wait(int milliseconds);
 
+// What the desktop's panels leave of the screen.
+Rect display_free_area();
+
 // The sizes of the dialog unit in pixels, times 4 and times 8.
 int display_base_unit_x();
 int display_base_unit_y();
@@ -57,6 +60,10 @@ bool model_run_until(bool (*done)(void *), void *context);
 
 // The desktop session ends: MESSAGE_CLOSE to the window that asked for it.
 void model_close_request();
+
+// Such a request came before any window asked for it, while the program is starting. A
+// box that is open then ends unanswered.
+bool model_close_waits();
 
 // A dialog's control was activated, or its close box / Escape / Enter used.
 void model_dialog_command(Window &dialog, int id);

@@ -157,9 +157,15 @@ void model_close_request()
 {
     if (close_window == nullptr) {
         close_requested = true;
+        post_message(nullptr, MESSAGE_EMPTY, 0, 0); // a box that is open looks again
         return;
     }
     post_message(close_window, MESSAGE_CLOSE, 0, 0);
+}
+
+bool model_close_waits()
+{
+    return close_requested;
 }
 
 int timer_start(Window *window, int period)
