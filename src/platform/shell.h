@@ -1,6 +1,8 @@
 // Services of the desktop around the program.
 #pragma once
 
+#include "platform/resources.h"
+
 struct Window;
 
 enum TrayOperation { TRAY_ADD = 0, TRAY_CHANGE = 1, TRAY_REMOVE = 2 };
@@ -17,6 +19,9 @@ struct TrayIcon {
     unsigned callback; // message; first parameter the identifier
     int icon;          // resource id
     char tip[TIP_SIZE];
+    // Kept by the platform, for desktops that draw the icon's menu themselves: the item
+    // chosen is posted to `window` as a command. Others report a right press.
+    std::span<const MenuItemTemplate> menu;
 };
 
 // Adds, changes or removes the notification-area icon. False when that failed, also

@@ -7,12 +7,7 @@
 namespace
 {
 
-struct TrayMenuItem {
-    int id;
-    const char *text;
-};
-
-constexpr TrayMenuItem ITEMS[] = {
+constexpr MenuItemTemplate ITEMS[] = {
     {TRAY_CONFIGURATION, "View current configuration..."},
     {TRAY_ABOUT, "About the Quillon SMTP server..."},
     {TRAY_CLOSE_MENU, "Close Menu"},
@@ -29,7 +24,7 @@ void show_menu(Window *main_window)
         return;
     }
     open_menu = popup_create();
-    for (const TrayMenuItem &item : ITEMS) {
+    for (const MenuItemTemplate &item : ITEMS) {
         popup_append(open_menu, item.id, item.text);
     }
     window_to_front(main_window);
@@ -51,6 +46,8 @@ void show_status_window()
 }
 
 } // namespace
+
+const std::span<const MenuItemTemplate> tray_menu = ITEMS;
 
 void tray_icon_event(Window *main_window, Param, Param mouse)
 {

@@ -3,6 +3,8 @@
 
 #include "platform/windows.h"
 
+extern const std::span<const MenuItemTemplate> tray_menu;
+
 // `mouse` is the message that the icon reported; others than presses are ignored.
 void tray_icon_event(Window *main_window, Param identifier, Param mouse);
 
