@@ -202,16 +202,22 @@ TEST_F(Installation, LogAndReceivedHeaderCarryTheZonesTimeInEnglish)
     EXPECT_NEAR(static_cast<double>(timegm(&there) - 19800 - now), 0, 5);
 }
 
-// The file has the bytes as they came; a terminal that shows the output gets no control
-// character, of ASCII, of an eight-bit set, or of UTF-8 (whole, or longer than needed).
-TEST_F(Installation, ControlCharactersReachTheOutputAsDigits)
+// The file has the bytes as they came. A terminal that shows the output gets no control
+// character, of ASCII, of an eight-bit set or of UTF-8, nothing that turns the direction
+// of writing or cannot be seen, and no bytes that are no UTF-8 (too long, surrogates,
+// cut).
+TEST_F(Installation, WhatATerminalWouldActUponReachesTheOutputAsDigits)
 {
     settings("FULLDETAIL=1\n");
     start();
     const std::string bytes =
-        "\x1b[2J|\x7f|\x9b|\xc2\x9b|\xe0\x82\x9b|\xf0\x80\x82\x9b|\xc3\xa4";
+        "\x1b[2J|\x7f|\x9b|\xc2\x9b|\xe0\x82\x9b|\xf0\x80\x82\x9b|\xc3\xa4|"
+        "a\xe2\x80\xae"
+        "b|\xef\xbb\xbf|\xed\xa0\x9b|\xf5\x80\x80\x9b|\xf4\x90\x80\x9b|\xe4";
     const std::string digits =
-        "\\x1b[2J|\\x7f|\\x9b|\\xc2\\x9b|\xe0\\x82\\x9b|\xf0\\x80\\x82\\x9b|\xc3\xa4";
+        "\\x1b[2J|\\x7f|\\x9b|\\xc2\\x9b|\\xe0\\x82\\x9b|\\xf0\\x80\\x82\\x9b|\xc3\xa4|"
+        "a\\xe2\\x80\\xaeb|\\xef\\xbb\\xbf|\\xed\\xa0\\x9b|\\xf5\\x80\\x80\\x9b|"
+        "\\xf4\\x90\\x80\\x9b|\\xe4";
     Client client = connect_from();
     client.hears();
     EXPECT_EQ("250", client.asks("HELO " + bytes).substr(0, 3));

@@ -1,6 +1,7 @@
 #include "platform/headless/standard_output.h"
 
 #include "platform/service.h"
+#include "platform/window_model/shown_text.h"
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -11,7 +12,6 @@
 #include <cctype>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <string>
 
 namespace
@@ -81,39 +81,6 @@ void keep_bound()
     written = 0;
 }
 
-// The bytes of the UTF-8 character at `at` (RFC 3629), 1 for a byte that begins none.
-size_t character_length(const unsigned char *at)
-{
-    const size_t length = *at >= 0xF0 ? 4 : *at >= 0xE0 ? 3 : *at >= 0xC2 ? 2 : 1;
-    for (size_t i = 1; i < length; i++) {
-        if ((at[i] & 0xC0) != 0x80) {
-            return 1;
-        }
-    }
-    // Longer than needed: a control character could hide in it.
-    const bool overlong = (*at == 0xE0 && at[1] < 0xA0) || (*at == 0xF0 && at[1] < 0x90);
-    return overlong ? 1 : length;
-}
-
-// How many bytes from here on are plain ASCII, which most lines are altogether.
-size_t plain_length(const unsigned char *text)
-{
-    size_t length = 0;
-    while (text[length] >= 0x20 && text[length] < 0x7F) {
-        length++;
-    }
-    return length;
-}
-
-// A control character of ASCII (but for the tab), of the eight-bit sets, or of UTF-8.
-bool is_control(const unsigned char *at, size_t length)
-{
-    if (length == 1) {
-        return (*at < 0x20 && *at != '\t') || (*at >= 0x7F && *at < 0xA0);
-    }
-    return length == 2 && at[0] == 0xC2 && at[1] < 0xA0;
-}
-
 // "05 Jan, 2005 14:03:09 : " at the beginning, where it is.
 size_t stamp_length(const char *text)
 {
@@ -149,27 +116,7 @@ void standard_output_line(const char *text, Weight weight)
         add_mark(weight);
         text += stamp_length(text);
     }
-    const auto *at = reinterpret_cast<const unsigned char *>(text);
-    for (;;) {
-        const size_t plain = plain_length(at);
-        buffer.append(reinterpret_cast<const char *>(at), plain);
-        at += plain;
-        if (*at == '\0') {
-            break;
-        }
-        const size_t length = character_length(at);
-        const bool control = is_control(at, length);
-        for (size_t i = 0; i < length; i++) {
-            if (control) {
-                char shown[5];
-                snprintf(shown, sizeof shown, "\\x%02x", at[i]);
-                buffer += shown;
-            } else {
-                buffer += static_cast<char>(at[i]);
-            }
-        }
-        at += length;
-    }
+    append_shown_text(&buffer, text);
     buffer += '\n';
     keep_bound();
 }

@@ -10,7 +10,7 @@
 
 #include "platform/weight.h"
 
-// Adds one line; control characters are shown as \x1b, so that none reaches a terminal.
+// Adds one line; what a terminal would act upon is shown as digits (shown_text.h).
 void standard_output_line(const char *text, Weight weight);
 
 // Flushes what can be written without waiting. False while something is left.
