@@ -31,7 +31,7 @@ struct ControlTemplate {
     int id;
     ControlKind kind;
     int x, y, width, height;
-    const char *text; // buttons, texts, edits
+    const char *text; // pictures and lists: for those who cannot see them
     int picture;      // pictures: resource id
     unsigned style;
 };

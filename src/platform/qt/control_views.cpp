@@ -1,7 +1,7 @@
 #include "platform/qt/control_views.h"
 
 #include "platform/qt/drawing.h"
-#include "platform/qt/list_view.h"
+#include "platform/qt/list_accessible.h"
 #include "platform/qt/pictures.h"
 #include "platform/qt/text.h"
 #include "platform/qt/thin_frame.h"
@@ -29,14 +29,12 @@ QRect place_of(const Window &control)
 }
 
 // A button that the dialog's procedure draws.
-class OwnerDrawnButton : public QAbstractButton
+class OwnerDrawnButton : public QPushButton
 {
   public:
     OwnerDrawnButton(Window &control, QWidget *parent)
-        : QAbstractButton(parent), control_(control)
+        : QPushButton(parent), control_(control)
     {
-        setAttribute(Qt::WA_Hover);
-        setFocusPolicy(Qt::StrongFocus);
     }
 
   protected:
@@ -94,13 +92,10 @@ class PictureView : public QWidget
 
 QWidget *make_button(Window &control, QWidget *parent)
 {
-    QAbstractButton *button = nullptr;
-    if (has_style(control, STYLE_OWNER_DRAWN)) {
-        button = new OwnerDrawnButton(control, parent);
-    } else {
-        button = new QPushButton(parent);
-    }
-    QObject::connect(button, &QAbstractButton::clicked, parent,
+    QPushButton *button = has_style(control, STYLE_OWNER_DRAWN)
+                              ? new OwnerDrawnButton(control, parent)
+                              : new QPushButton(parent);
+    QObject::connect(button, &QPushButton::clicked, parent,
                      [&control] { model_dialog_command(*control.owner, control.id); });
     return button;
 }
@@ -154,7 +149,24 @@ QWidget *make_widget(Window &control, QWidget *parent)
     return nullptr;
 }
 
+// What a screen reader is told of the views that the toolkit does not know.
+QAccessibleInterface *accessible_view(const QString &, QObject *object)
+{
+    if (auto *list = dynamic_cast<ListView *>(object)) {
+        return new AccessibleList(*list);
+    }
+    if (auto *picture = dynamic_cast<PictureView *>(object)) {
+        return new QAccessibleWidget(picture, QAccessible::Graphic);
+    }
+    return nullptr;
+}
+
 } // namespace
+
+void control_views_start()
+{
+    QAccessible::installFactory(accessible_view);
+}
 
 QWidget *make_control_view(Window &control, QWidget *parent)
 {
@@ -175,7 +187,9 @@ void update_control_text(Window &control)
     } else if (auto *edit = dynamic_cast<QLineEdit *>(widget)) {
         edit->setText(text);
         edit->setCursorPosition(0);
-    } else if (auto *button = dynamic_cast<QAbstractButton *>(widget)) {
+    } else if (auto *button = dynamic_cast<QPushButton *>(widget)) {
         button->setText(text);
+    } else {
+        widget->setAccessibleName(text);
     }
 }

@@ -4,6 +4,9 @@
 class QWidget;
 struct Window;
 
+// Once, before the first of them.
+void control_views_start();
+
 // A new widget, placed and shown as the record says; the parent owns it.
 QWidget *make_control_view(Window &control, QWidget *parent);
 

@@ -3,6 +3,7 @@
 
 #include "platform/clock.h"
 #include "platform/posix/events.h"
+#include "platform/qt/control_views.h"
 #include "platform/qt/screen.h"
 #include "platform/qt/x11.h"
 
@@ -182,6 +183,7 @@ bool display_start(int, char **argv)
     QApplication::setQuitOnLastWindowClosed(false);
 
     load_pictures();
+    control_views_start();
     quit_filter = new QuitFilter;
     application->installEventFilter(quit_filter);
     QObject::connect(application, &QGuiApplication::saveStateRequest, begin_again_here);

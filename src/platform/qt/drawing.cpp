@@ -18,8 +18,8 @@
 namespace
 {
 
-// The advance of every ASCII character, because each log line is measured. Kerning is
-// left out: it would only make a text narrower.
+// The advance of every ASCII character that can be seen, because each log line is
+// measured. Kerning is left out: it would only make a text narrower.
 class CharacterWidths
 {
   public:
@@ -35,9 +35,9 @@ class CharacterWidths
         double sum = 0;
         for (const char *at = text; *at != '\0'; at++) {
             const auto character = static_cast<unsigned char>(*at);
-            if (character >= widths_.size()) {
+            if (character < ' ' || character >= widths_.size()) {
                 return static_cast<int>(
-                    std::ceil(metrics_.horizontalAdvance(to_qt(text))));
+                    std::ceil(metrics_.horizontalAdvance(to_qt_shown(text))));
             }
             sum += widths_[character];
         }

@@ -1,5 +1,7 @@
 #include "platform/qt/text.h"
 
+#include "platform/window_model/shown_text.h"
+
 #include <QStringDecoder>
 
 QString to_qt(std::string_view text)
@@ -11,4 +13,11 @@ QString to_qt(std::string_view text)
         result = QString::fromLatin1(bytes);
     }
     return result.remove(QLatin1Char('\r'));
+}
+
+QString to_qt_shown(const char *text)
+{
+    std::string shown;
+    append_shown_text(&shown, text);
+    return QString::fromStdString(shown).replace(QLatin1Char('\t'), QLatin1Char(' '));
 }

@@ -2,7 +2,13 @@
 #pragma once
 
 #include <QString>
+
 #include <string_view>
 
-// Peers send any bytes: UTF-8 where it is valid, else Latin-1. CR is left out.
+// Texts of our own and of the installation: UTF-8 where it is valid, else Latin-1. CR is
+// left out.
 QString to_qt(std::string_view text);
+
+// Text from outside: what would act upon the screen or cannot be seen is shown as digits
+// (shown_text.h). A tab is a blank.
+QString to_qt_shown(const char *text);

@@ -168,12 +168,16 @@ bool display_modal_changed(Window &dialog, bool running)
 
 void display_list_appended(Window &list, Weight)
 {
-    refresh_list(list);
+    if (ListView *view = list_view(list)) {
+        view->entry_appended();
+    }
 }
 
 void display_list_removed(Window &list)
 {
-    refresh_list(list);
+    if (ListView *view = list_view(list)) {
+        view->entries_removed();
+    }
 }
 
 void display_list_scrolled(Window &list)
