@@ -90,6 +90,8 @@ TEST_F(Credentials, AreJudgedByTheFileAsItIs)
     EXPECT_GT(cost("x"), cost("anna") / 4) << "the time tells which names there are";
     EXPECT_GT(cost("locked"), cost("anna") / 4);
 
+    put("DATA/RAW/smtplogins.dat", "\xFF\xFE");
+    EXPECT_EQ(LOGIN_NOT_JUDGED, judged("bob", "secret")) << "in UTF-16";
     put("DATA/RAW/smtplogins.dat", "");
     EXPECT_EQ(LOGIN_REFUSED, judged("anna", "secret")) << "an empty file";
     std::filesystem::remove(path("DATA/RAW/smtplogins.dat"));

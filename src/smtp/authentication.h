@@ -1,4 +1,5 @@
-// AUTH: prompts, and nothing but prompts. No name or password is read or judged.
+// AUTH. With ESMTP=1 it begins an exchange (smtp/login_exchange.h); else it is answered
+// with prompts, and nothing but prompts: no name or password is read or judged.
 #pragma once
 
 struct ClientSession;

@@ -62,8 +62,11 @@ bool login_is_open(const LoginLine &line)
 LoginVerdict judge_login(std::string_view name, const char *password)
 {
     const FileContents logins = file_contents(LOGINS_FILE);
-    if (logins.bytes == nullptr) {
-        return logins.missing ? LOGIN_ACCEPTED : LOGIN_NOT_JUDGED;
+    if (logins.missing) {
+        return LOGIN_ACCEPTED;
+    }
+    if (logins.error != nullptr) {
+        return LOGIN_NOT_JUDGED; // whatever the file held before
     }
     const FoundHash found = find_hash({logins.bytes, logins.size}, name);
     char hash[HASH_SIZE];
