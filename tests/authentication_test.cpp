@@ -14,14 +14,16 @@ TEST_F(Authentication, MailRcptAndDataWaitForItWhenItIsRequired)
 {
     start();
     Client client = greeted();
-    for (const char *line : {"AUTH", "AUTH LOGIN", "auth\tplain", "AUTH X"})
+    for (const char *line : {"AUTH", "AUTH LOGIN", "auth\tplain", "AUTH X"}) {
         EXPECT_EQ("500 SMTP AUTHENTICATION not required.\r\n", client.asks(line)) << line;
+    }
     EXPECT_EQ("250 OK\r\n", client.asks(MAIL));
 
     settings(REQUIRED);
     for (const char *line : {"AUTH LOGIN YW5uYQ==", "AUTH LOGIN ", "AUTH  LOGIN",
-                             "AUTH PLAIN=", "AUTH CRAM-MD5", "AUTH "})
+                             "AUTH PLAIN=", "AUTH CRAM-MD5", "AUTH "}) {
         EXPECT_EQ("250 AUTHENTICATION type not supported.\r\n", client.asks(line));
+    }
     client.says("AUTH\r\nAUTH\tLOGIN\r\n"); // without a blank: no reply
     EXPECT_EQ("500 Error command unrecognized\r\n", client.asks("MAIL anna"));
     EXPECT_EQ(RCPT_REFUSED, client.asks(RCPT));
@@ -70,8 +72,9 @@ TEST_F(Authentication, TellsTheLogWhenAsked)
     client.asks("AUTH x");
     settings("FULLDETAIL=1\r\nSMTPAUTHENTICATION=1\r\n"
              "[SMTPSRV]\r\nSHOWAUTHENTICATEDETAILS=1\r\n");
-    for (const char *line : {"AUTH LOGIN", "AUTH PLAIN", "AUTH CRAM-MD5", "aUTH x y"})
+    for (const char *line : {"AUTH LOGIN", "AUTH PLAIN", "AUTH CRAM-MD5", "aUTH x y"}) {
         client.asks(line);
+    }
     EXPECT_EQ(
         (std::vector<std::string>{
             "==> [334 VXN1cm5hbWU6]", "Requesting authentication password",

@@ -92,8 +92,9 @@ class Login : public Installation
         client.hears();
         client.says("EHLO pc\r\n");
         std::string offer;
-        for (int line = 0; line < 4; line++)
+        for (int line = 0; line < 4; line++) {
             offer += client.hears();
+        }
         EXPECT_EQ(OFFER, offer);
         return client;
     }

@@ -71,7 +71,9 @@ TEST_F(Files, AndKeysAreFoundInEveryLocale)
 {
     put("badsmtpip.txt", "[QLNSMTP]\nAcceptValid=1\n");
     const std::string make = "localedef -i tr_TR -f UTF-8 " + path("tr_TR.UTF-8");
-    ASSERT_EQ(0, system(make.c_str()));
+    if (system(make.c_str()) != 0) {
+        GTEST_SKIP() << "no locales to make one of";
+    }
     setenv("LOCPATH", path("").c_str(), 1);
     ASSERT_NE(nullptr, setlocale(LC_ALL, "tr_TR.UTF-8"));
     EXPECT_NE("-", seen("BADSMTPIP.TXT"));

@@ -4,7 +4,6 @@
 #include "platform/file_contents.h"
 #include "platform/profile.h"
 
-#include <algorithm>
 #include <climits>
 #include <filesystem>
 
@@ -133,32 +132,6 @@ TEST_F(Profile, AWriteKeepsOwnerModeLinkAndWhatAnotherHasWritten)
     EXPECT_EQ(before.st_gid, after.st_gid);
     EXPECT_TRUE(fs::is_symlink(path(SETTINGS)));
     EXPECT_EQ(1U, files("DATA/RAW").size());
-}
-
-TEST_F(Profile, TwoWritersLoseNothingAndAReaderNeverSeesHalf)
-{
-    constexpr int KEYS = 60;
-    holds("[QLN]\nfirst=1\n[END]\nlast=1\n");
-    for (const std::string writer : {"a", "b"}) {
-        if (fork() == 0) {
-            bool written = true;
-            for (int key = 0; key < KEYS; key++) {
-                written = write(writer + std::to_string(key), "1") && written;
-            }
-            _exit(written ? 0 : 1);
-        }
-    }
-    for (int left = 2; left > 0;) {
-        const std::string seen = content(SETTINGS);
-        ASSERT_TRUE(seen.ends_with("[END]\nlast=1\n")) << seen;
-        int status = 0;
-        if (waitpid(-1, &status, WNOHANG) != 0) {
-            EXPECT_EQ(0, status);
-            left--;
-        }
-    }
-    const std::string all = content(SETTINGS);
-    EXPECT_EQ(4 + 2 * KEYS, std::count(all.begin(), all.end(), '\n')) << all;
 }
 
 TEST_F(Profile, AnothersLockIsNotWaitedForForEver)
