@@ -133,7 +133,7 @@ TEST_F(Check, SettingsThatAreNotReadAsTheySeem)
         {nullptr,
          "MINSIZE=4096\r\n",
          2,
-         {":4: error: MINSIZE=4096 is out of range", ": error: MINSIZE (4096) must"}},
+         {":4: error: MINSIZE=4096 is out of range", ": warning: MINSIZE (4096) must"}},
         {nullptr,
          "FULLDETAIL=1x\r\nSYNCSPOOL=no\r\n",
          2,
@@ -151,6 +151,9 @@ TEST_F(Check, SettingsThatAreNotReadAsTheySeem)
           "[SMTPSRV]"}},
         {nullptr, "USEDOMAIN=1\r\n", 1, {": warning: USEDOMAIN only"}},
     });
+    put("DATA/RAW/QLNXSERVER.DAT", "[QLNSMTP]\r\nport=2600\r\nIPADDR=203.0.113.9\r\n");
+    EXPECT_LE(1, status_of_all());
+    EXPECT_NE(std::string::npos, said.find(": IPADDR=203.0.113.9 is ")) << said;
 }
 
 TEST_F(Check, EntriesThatMeanOthersThanTheySeem)
@@ -255,14 +258,14 @@ TEST_F(Check, DomainsAndUsersThatAreNeverFound)
           ":2: warning: [b.example], after the last comma, is not looked at",
           ":3: warning: the line end at the end of the file lets the empty domain in"}},
         {USERS,
-         "[USER0]\r\nID=a\r\n[USER01]\r\nID=b\r\n[USER "
-         "1]\r\n[USERS2]\r\n[user0]\r\nID=c\r\n"
-         "[USER1]\r\nFULLEMAIL=<x@y>\r\n[USER3]\r\nID=b\r\n[OTHER]\r\n",
+         "[USER0]\r\nID=a\r\n[USER01]\r\nID=b\r\n[USER 1]\r\nID=b\r\n[USERS2]\r\nID=b\r\n"
+         "[USERS]\r\nCOUNT=2\r\n[user0]\r\nID=c\r\n[USER1]\r\nFULLEMAIL=<x@y>\r\n"
+         "[USER3]\r\nID=b\r\n[OTHER]\r\n",
          1,
          {":3: warning: [USER01] is never found", ":5: warning: [USER 1] is never found",
-          ":6: warning: [USERS2] is never",
-          ":7: warning: [user0] is never found: an earl",
-          ":10: warning: <x@y> is never found", ":12: warning: USER3 is never found"}},
+          ":7: warning: [USERS2] is never",
+          ":11: warning: [user0] is never found: an earl",
+          ":14: warning: <x@y> is never found", ":16: warning: USER3 is never found"}},
     });
 }
 

@@ -7,6 +7,7 @@
 #include "check/findings.h"
 #include "platform/access.h"
 #include "platform/files.h"
+#include "smtp/credentials.h"
 #include "spool/spool_files.h"
 
 #include <set>
@@ -38,7 +39,7 @@ constexpr NeededPath WRITTEN[] = {
 };
 
 constexpr const char *LOOKED_UP[] = {
-    SETTINGS_FILE, USERS_FILE, DOMAINS_FILE, ACCEPTED_FILE, BANNED_FILE,
+    SETTINGS_FILE, USERS_FILE, DOMAINS_FILE, ACCEPTED_FILE, BANNED_FILE,  LOGINS_FILE,
     LOG_FILE,      TRIM_FILE,  SPOOL_MAIL,   SPOOL_PENDING, SPOOL_MAIL_IN};
 
 struct NameCount {

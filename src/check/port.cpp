@@ -78,6 +78,24 @@ void report_failure(int port, const ListenAddress &local, const char *given)
     }
 }
 
+// An IPADDR that the server passes over, or the lack of one.
+void check_choice(const ListenAddress &local, const char *given)
+{
+    const bool passed_over =
+        local.rule == LISTEN_ON_HOSTS_OWN || local.rule == LISTEN_ON_LOOPBACK;
+    if (passed_over && given[0] != '\0' && !equal_ignoring_case(given, local.text)) {
+        report(
+            FOUND_WARNING, nullptr, 0,
+            "IPADDR=%s is passed over, the server listens on %s: USESAMEIPADDRESS=1 in "
+            "section [TCPIP] makes it listen on IPADDR",
+            given, local.text);
+    } else if (local.rule == LISTEN_UNDECIDED) {
+        report(FOUND_NOTE, nullptr, 0,
+               "the server listens on all addresses: IPADDR is not set and the host has "
+               "several");
+    }
+}
+
 } // namespace
 
 void check_port()
@@ -92,6 +110,7 @@ void check_port()
 
     char given[ADDRESS_TEXT_SIZE];
     const ListenAddress local = listen_address(given);
+    check_choice(local, given);
     const Socket socket = socket_create();
     if (!socket_bind(socket, local.address, static_cast<uint16_t>(port))) {
         report_failure(port, local, given);

@@ -110,7 +110,7 @@ void check_together()
     const int kept = read_setting(SETTING_MINSIZE);
     const int largest = read_setting(SETTING_MAXSIZE);
     if (kept >= largest) {
-        report(FOUND_ERROR, SETTINGS_FILE, 0,
+        report(FOUND_WARNING, SETTINGS_FILE, 0,
                "MINSIZE (%d) must be smaller than MAXSIZE (%d)", kept, largest);
     }
     if (read_setting(SETTING_USEDOMAIN) != 0 && read_setting(SETTING_USEDOMAINS) == 0) {

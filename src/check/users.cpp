@@ -52,16 +52,13 @@ bool names_a_user(const ProfileLine &line)
             equal_ignoring_case(line.key, "ID"));
 }
 
-void check_section(const ProfileLine &line)
+// A section that looks like a user's and has another name.
+void check_name(const ProfileLine &section)
 {
-    const std::string section(line.section);
-    if (user_number(section) < 0) {
-        report(FOUND_WARNING, USERS_FILE, line.number,
+    if (user_number(section.section) < 0) {
+        report(FOUND_WARNING, USERS_FILE, section.number,
                "[%s] is never found: users are numbered USER0, USER1, USER2",
-               section.c_str());
-    } else if (!line.counts) {
-        report(FOUND_WARNING, USERS_FILE, line.number,
-               "[%s] is never found: an earlier section has this name", section.c_str());
+               std::string(section.section).c_str());
     }
 }
 
@@ -106,16 +103,26 @@ void check_users()
 {
     const ListFile file = read_list_file(USERS_FILE);
     const int looked_at = users_looked_at();
-    bool section_counts = false;
+    ProfileLine section{};
     int last = -1;
+    bool named = true; // the section's name has been judged
     for (const ProfileLine &line : profile_lines(file.content)) {
         if (!is_user_section(line.section)) {
             continue;
         }
         if (line.key.data() == nullptr) {
-            section_counts = line.counts;
-            check_section(line);
-        } else if (section_counts && line.counts && names_a_user(line)) {
+            section = line;
+            named = false;
+            if (!line.counts && user_number(line.section) >= 0) {
+                report(FOUND_WARNING, file.name, line.number,
+                       "[%s] is never found: an earlier section has this name",
+                       std::string(line.section).c_str());
+            }
+        } else if (section.counts && line.counts && names_a_user(line)) {
+            if (!named) {
+                check_name(section);
+                named = true;
+            }
             check_reached(line, looked_at, &last);
             check_address(line);
         }
