@@ -19,10 +19,10 @@ enum ListenRule {
     LISTEN_ON_ALL,          // bind is 0
     LISTEN_ON_GIVEN_ALWAYS, // USESAMEIPADDRESS of section TCPIP: IPADDR, whatever the
                             // host has
-    LISTEN_ON_LOOPBACK,  // the host has no address
-    LISTEN_ON_HOSTS_OWN, // the host's one address
-    LISTEN_ON_GIVEN,     // IPADDR
-    LISTEN_UNDECIDED,    // several addresses and no IPADDR: all of them
+    LISTEN_ON_LOOPBACK,     // the host has no address
+    LISTEN_ON_HOSTS_OWN,    // the host's one address
+    LISTEN_ON_GIVEN,        // IPADDR
+    LISTEN_UNDECIDED,       // several addresses and no IPADDR: all of them
 };
 
 struct ListenAddress {

@@ -66,7 +66,7 @@ struct ClientSession {
     int32_t chunkLeft = 0;          // bytes of a chunk of commands still to be received
     int32_t lineLength = 0;         // bytes held in `line`
     char line[LINE_SIZE] = "";      // command or data line being assembled
-    const char *argument = nullptr; // of the command in `line`; null when malformed
+    const char *argument = nullptr; // what follows the verb's head; null when malformed
     char peerText[PEER_SIZE] = "";  // the client's IPv4 address
     char heloName[HELO_SIZE] = "";  // argument of HELO/EHLO
     char replyText[REPLY_TEXT_SIZE] = ""; // replaces the text of the next reply

@@ -17,7 +17,8 @@ char settings_path[PATH_SIZE];
 void settings_locate()
 {
     if (!path_below(settings_path, sizeof settings_path, SETTINGS_FILE)) {
-        copy_text(settings_path, sizeof settings_path, SETTINGS_FILE); // the system begins there
+        copy_text(settings_path, sizeof settings_path,
+                  SETTINGS_FILE); // the system begins there
     }
 }
 

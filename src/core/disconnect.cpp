@@ -49,7 +49,9 @@ void Disconnect(ClientSession *session)
     gateway.active_count--;
 
     body_abandon(session);
-    spool_files_remove(session->mail, log_removed);
+    MailTransaction &mail = session->mail;
+    spool_files_remove({mail.spoolEnvelope, mail.spoolText, mail.spoolTemp}, log_removed);
+    mail = {};
     log_what_remains(session);
 
     gateway.connection_indicator = false;

@@ -30,7 +30,6 @@ constexpr char PORT_TEXT[] =
     "SMTP server tab of the Email-to-Fax menu option in the\r\n"
     "Fax Server ";
 
-
 bool create_socket_window()
 {
     const WindowClass window_class = {SOCKET_WINDOW_CLASS, socket_window_proc, ICON_TRAY};

@@ -110,7 +110,9 @@ void sweep()
         log_stamped(WEIGHT_WARNING, "SMTP: [%s] Socket timeout expired - closing socket",
                     session->peerText);
         body_abandon(session);
-        spool_files_remove(session->mail); // not logged, as Disconnect would
+        // Not logged, as Disconnect would.
+        const MailTransaction &mail = session->mail;
+        spool_files_remove({mail.spoolTemp, mail.spoolText, mail.spoolEnvelope});
         Disconnect(session);
     }
 }

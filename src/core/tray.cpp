@@ -1,7 +1,6 @@
 #include "core/tray.h"
 
 #include "base/text.h"
-#include "core/main_window.h"
 #include "ui/resource_ids.h"
 #include "ui/tray_menu.h"
 

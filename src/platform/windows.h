@@ -69,7 +69,7 @@ Param default_window_procedure(Window *window, unsigned message, Param first,
 // A number that stands for the window in files; never 0.
 long window_number(const Window *window);
 
-void window_show(Window *window, bool shown); // shown: in its normal state
+void window_show(Window *window, bool shown);  // shown: in its normal state
 void window_to_front(Window *window);          // foreground, keyboard focus
 Rect window_rect(const Window *window);        // on the screen, frame included
 Rect window_client_rect(const Window *window); // left and top are 0

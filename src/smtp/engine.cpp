@@ -36,9 +36,8 @@ constexpr char REQUIRED[] = "Authentication required";
 void greet(ClientSession *session)
 {
     char text[REPLY_SIZE];
-    format_text(text, sizeof text,
-                "[%s] %s %s, Quillon email-to-fax SMTP service ready", gateway.host_name,
-                GREETING_NAME, PROGRAM_VERSION);
+    format_text(text, sizeof text, "[%s] %s %s, Quillon email-to-fax SMTP service ready",
+                gateway.host_name, GREETING_NAME, PROGRAM_VERSION);
     session->state = SESSION_GREETED;
     send_directly(session, "220 ", text);
 }
@@ -230,7 +229,8 @@ void do_data(ClientSession *session)
         return;
     }
     if (!session->domainAccepted && read_setting(SETTING_USEDOMAINS) != 0) {
-        spool_files_remove(session->mail);
+        const MailTransaction &mail = session->mail;
+        spool_files_remove({mail.spoolEnvelope, mail.spoolTemp, mail.spoolText});
         log_stamped(WEIGHT_WARNING,
                     "DOMAIN CHECKING - NO valid recipient domain identified, message "
                     "refused");

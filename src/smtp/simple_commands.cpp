@@ -10,7 +10,8 @@
 void transaction_give_up(ClientSession *session)
 {
     body_abandon(session);
-    spool_files_remove(session->mail);
+    const MailTransaction &mail = session->mail;
+    spool_files_remove({mail.spoolEnvelope, mail.spoolTemp});
     session->mail = {};
     session->domainAccepted = false;
 }

@@ -17,7 +17,7 @@ void keep_undelivered(ClientSession *session)
     const char *reason = file_failure();
     if (does_file_exist(session->mail.spoolTemp) == 0) {
         body_failed(session, reason);
-        spool_files_remove(session->mail);
+        spool_files_remove({session->mail.spoolEnvelope, session->mail.spoolTemp});
         return;
     }
     log_stamped(WEIGHT_FAILURE,
@@ -60,7 +60,7 @@ bool hand_over(ClientSession *session)
     if (body_finish(session)) {
         handed_over = give_final_name(session);
     } else {
-        spool_files_remove(session->mail);
+        spool_files_remove({session->mail.spoolEnvelope, session->mail.spoolTemp});
     }
     session->mail = {};
     return handed_over;

@@ -9,7 +9,6 @@
 
 #include <cassert>
 #include <cstring>
-#include <initializer_list>
 
 namespace
 {
@@ -119,9 +118,10 @@ bool spool_sync_names(const MailTransaction &mail)
     return !write_through() || file_sync_directory_of(mail.spoolText);
 }
 
-void spool_files_remove(const MailTransaction &mail, void (*tell)(const char *path))
+void spool_files_remove(std::initializer_list<const char *> paths,
+                        void (*tell)(const char *path))
 {
-    for (const char *path : {mail.spoolEnvelope, mail.spoolText, mail.spoolTemp}) {
+    for (const char *path : paths) {
         if (path[0] != '\0' && file_delete_exact(path) && tell != nullptr) {
             tell(path);
         }

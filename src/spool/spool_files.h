@@ -22,6 +22,8 @@
 
 #include "platform/files.h"
 
+#include <initializer_list>
+
 struct ClientSession;
 struct MailTransaction;
 
@@ -51,7 +53,7 @@ bool spool_sync_files(const MailTransaction &mail);
 // With SYNCSPOOL, waits until the disk has the names of a message that was handed over.
 bool spool_sync_names(const MailTransaction &mail);
 
-// Deletes those of the transaction's files that exist, and tells the path of each. The
-// names stay.
-void spool_files_remove(const MailTransaction &mail,
+// Deletes those of a transaction's files that exist, in the order given, and tells the
+// path of each.
+void spool_files_remove(std::initializer_list<const char *> paths,
                         void (*tell)(const char *path) = nullptr);

@@ -20,8 +20,8 @@ int events_limit_wait(int milliseconds);
 void events_wait(int milliseconds);
 
 // The next fetched event as a message; false when none is left. Events of sockets that
-// were closed meanwhile are left out. A signal that ends the program is a MESSAGE_CLOSE to
-// no window.
+// were closed meanwhile are left out. A signal that ends the program is a MESSAGE_CLOSE
+// to no window.
 bool events_next(Message *message);
 
 // Undoes events_start()'s signal settings in a child process that runs another program.

@@ -75,7 +75,8 @@ uint32_t watchdog_interval()
     return interval;
 }
 
-// The manager names the journal's stream in the environment; it may lead elsewhere by now.
+// The manager names the journal's stream in the environment; it may lead elsewhere by
+// now.
 bool is_journal(int descriptor)
 {
     const char *stream = getenv("JOURNAL_STREAM");
