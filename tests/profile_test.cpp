@@ -2,15 +2,18 @@
 
 #include "installation.h"
 #include "platform/file_contents.h"
+#include "platform/files.h"
 #include "platform/profile.h"
 
 #include <climits>
 #include <filesystem>
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -36,7 +39,8 @@ class Profile : public Installation
     }
     bool write(const std::string &key, const char *value) const
     {
-        return profile_write("QLN", key.c_str(), value, file_.c_str());
+        return profile_write("QLN", key.c_str(), value, file_.c_str(), 2000) ==
+               WRITE_DONE;
     }
 
     const std::string file_ = path("data\\RAW\\qlnxserver.dat");
@@ -134,25 +138,98 @@ TEST_F(Profile, AWriteKeepsOwnerModeLinkAndWhatAnotherHasWritten)
     EXPECT_EQ(1U, files("DATA/RAW").size());
 }
 
-TEST_F(Profile, AnothersLockIsNotWaitedForForEver)
+// What a server without the rights of root makes of files that it may write.
+TEST_F(Profile, AWriterWhoMayNotReplaceTheFileWritesInIt)
 {
-    holds("[QLN]\nkey=1\n");
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "not root";
+    }
+    constexpr uid_t SERVER = 1234;
+    constexpr gid_t COMMON = 2345;
+    constexpr char LOG_FILE[] = "DATA/RAW/LOG.TXT";
+    const struct {
+        const char *name;
+        uid_t owner;
+        bool in_group;
+        mode_t mode;
+    } cases[] = {{"another's, in a directory of root", 0, true, 0755},
+                 {"another's, in a directory of the group", 0, true, 0775},
+                 {"its own, in a directory of root", SERVER, true, 0755},
+                 {"its own, of a group that is not its own", SERVER, false, 0777}};
+    chmod(path("").c_str(), 0755);
+    EXPECT_EQ(0, chown(path("DATA/RAW").c_str(), 0, COMMON));
+    EXPECT_EQ(0, chmod(path("LOG").c_str(), 0777));
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.name);
+        holds("[QLN]\nkey=1\n[END]\nlast=1\n");
+        put(LOG_FILE, "much\nmore\n");
+        for (const char *name : {SETTINGS, LOG_FILE}) {
+            EXPECT_EQ(0, chown(path(name).c_str(), one.owner, COMMON));
+            chmod(path(name).c_str(), 0664);
+        }
+        chmod(path("DATA/RAW").c_str(), one.mode);
+        const pid_t server = fork();
+        if (server == 0) {
+            const gid_t group = COMMON;
+            const bool ready = setgroups(one.in_group ? 1 : 0, &group) == 0 &&
+                               setgid(SERVER) == 0 && setuid(SERVER) == 0;
+            put("LOG/LOG.TMP", "more\n");
+            _exit(ready && write("key", "22") &&
+                          file_replace_by(path(LOG_FILE).c_str(),
+                                          path("LOG/LOG.TMP").c_str())
+                      ? 0
+                      : 1);
+        }
+        int status = 0;
+        waitpid(server, &status, 0);
+        EXPECT_EQ(0, status);
+        EXPECT_EQ("[QLN]\nkey=22\n[END]\nlast=1\n", content(SETTINGS));
+        EXPECT_EQ("more\n", content(LOG_FILE));
+        for (const char *name : {SETTINGS, LOG_FILE}) {
+            struct stat after;
+            EXPECT_EQ(0, stat(path(name).c_str(), &after));
+            EXPECT_EQ(0664U, after.st_mode & 07777);
+            EXPECT_TRUE(after.st_uid == one.owner && after.st_gid == COMMON);
+        }
+        EXPECT_EQ(2U, files("DATA/RAW").size());
+        EXPECT_TRUE(files("LOG").empty());
+    }
+}
+
+TEST_F(Profile, AWriteThatCannotBeDoneIsLoggedOnce)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "not root";
+    }
+    settings("USEDOMAINS=1\n");
+    for (const char *name : {"", "LOGS", "qlnemails"}) {
+        chmod(path(name).c_str(), 0777);
+    }
+    put("stdout", ""), put("stderr", "");
+    launch({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+    ASSERT_TRUE(logs("A setting could not be written"));
+    greeted().asks("MAIL FROM:<anna@firm.example>");
+    EXPECT_TRUE(logs("Mail From"));
+    EXPECT_EQ(1,
+              times_logged("SMTP: A setting could not be written: VERSION - Permission "
+                           "denied"));
+    EXPECT_EQ(1, times_logged("could not be written"));
+}
+
+TEST_F(Profile, AnothersLockDelaysTheStartALittleAndNoClient)
+{
+    settings("USEDOMAINS=1\n");
     const int other = open(path(SETTINGS).c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(0, flock(other, LOCK_EX));
-    EXPECT_FALSE(write("key", "2"));
-    EXPECT_EQ(1, number("QLN", "key")) << "reading waits for nobody";
-
-    // Nor does it help who waited that the file which was locked has been replaced.
-    const pid_t writer = fork();
-    if (writer == 0) {
-        _exit(write("key", "2") ? 0 : 1);
-    }
-    sleep_ms(100);
-    put("new", "[QLN]\nkey=3\nmore=4\n");
-    fs::rename(path("new"), path(SETTINGS));
+    EXPECT_EQ("(missing)", text("QLN", "key")) << "reading waits for nobody";
+    launch();
+    EXPECT_TRUE(logs("Waiting for connection", 4000));
+    EXPECT_TRUE(logs("VERSION - another program keeps the file locked"));
+    Client client = greeted();
+    client.says("MAIL FROM:<anna@firm.example>\r\n");
+    EXPECT_EQ("250 OK\r\n", client.hears(1000));
     close(other);
-    int status = -1;
-    EXPECT_EQ(writer, waitpid(writer, &status, 0));
-    EXPECT_EQ(0, status);
-    EXPECT_EQ("[QLN]\nkey=2\nmore=4\n", content(SETTINGS));
+    client.asks("MAIL FROM:<anna@firm.example>");
+    EXPECT_NE(std::string::npos, content(SETTINGS).find("badaddrchars="))
+        << "the next time";
 }

@@ -3,14 +3,19 @@
 #include "base/paths.h"
 #include "base/text.h"
 
+#include "platform/clock.h"
 #include "platform/profile.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace
 {
 
 char settings_path[PATH_SIZE];
+int patience; // milliseconds that writes may still wait for a lock
+char write_error[128];
+bool write_error_taken;
 
 } // namespace
 
@@ -20,6 +25,11 @@ void settings_locate()
         copy_text(settings_path, sizeof settings_path,
                   SETTINGS_FILE); // the system begins there
     }
+}
+
+void settings_wait(int milliseconds)
+{
+    patience = milliseconds;
 }
 
 const char *settings_error()
@@ -64,7 +74,23 @@ void read_setting_text_or(Setting setting, const char *missing, char *text, int 
 void write_setting(Setting setting, const char *value)
 {
     const SettingRow &row = SETTING_ROWS[setting];
-    profile_write(row.section, row.key, value, settings_path);
+    const uint32_t began = tick_count();
+    const WriteResult result =
+        profile_write(row.section, row.key, value, settings_path, patience);
+    const bool waited_in_vain = result == WRITE_LOCKED_OUT && patience > 0;
+    patience -= std::min(patience, static_cast<int>(tick_count() - began));
+    if (write_error[0] == '\0' && (result == WRITE_FAILED || waited_in_vain)) {
+        format_text(write_error, sizeof write_error, "%s - %s", row.key,
+                    waited_in_vain ? "another program keeps the file locked"
+                                   : profile_write_error());
+    }
+}
+
+const char *settings_take_write_error()
+{
+    const bool is_new = write_error[0] != '\0' && !write_error_taken;
+    write_error_taken = write_error_taken || is_new;
+    return is_new ? write_error : nullptr;
 }
 
 void write_setting_number(Setting setting, long value)

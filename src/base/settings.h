@@ -27,9 +27,17 @@ void read_setting_text(Setting setting, char *text, int size);
 // The same with the caller's own default.
 void read_setting_text_or(Setting setting, const char *missing, char *text, int size);
 
-// Adds or replaces one key. Failure is silent: no caller can act on it.
+// From now on writes wait so long in all for another writer's lock. Only the start waits:
+// what a client's event cannot write at once is left for the next time.
+void settings_wait(int milliseconds);
+
+// Adds or replaces one key. No caller can act on a failure.
 void write_setting(Setting setting, const char *value);
 void write_setting_number(Setting setting, long value);
+
+// Why a key could not be written, as `KEY - reason`: the first of the process, told once.
+// Null when there is nothing to tell.
+const char *settings_take_write_error();
 
 // Extra diagnostic lines are wanted in the log (FULLDETAIL).
 bool full_detail();

@@ -18,7 +18,8 @@ namespace
 {
 
 constexpr char MAIN_WINDOW_CLASS[] = "QLNSMTPSERVER";
-constexpr int TIMER_PERIOD = 1000; // milliseconds
+constexpr int LOCK_PATIENCE = 2000; // milliseconds
+constexpr int TIMER_PERIOD = 1000;  // milliseconds
 constexpr int PORT_TEXT_SIZE = 256;
 
 void read_start_settings()
@@ -97,6 +98,7 @@ bool start()
         tell_settings_error(error);
         return false;
     }
+    settings_wait(LOCK_PATIENCE);
     write_setting(SETTING_VERSION, PROGRAM_VERSION);
     write_setting(SETTING_BUILDDATE, PROGRAM_BUILD_DATE);
     read_start_settings();
@@ -110,6 +112,7 @@ bool start()
     write_setting_number(SETTING_HWND, window_number(gateway.statusWindow));
 
     read_chosen_address();
+    settings_wait(0);
     if (start_listener(gateway.selected_address) != 0) {
         window_destroy(gateway.mainWindow);
         return false;

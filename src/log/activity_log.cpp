@@ -90,6 +90,18 @@ void write_stamped(Weight weight, const char *format, va_list arguments)
     log_write(text, weight);
 }
 
+// A setting that could not be written is told when the event ends, because it may have
+// been written before there was a log list.
+void tell_write_error()
+{
+    if (busy || log_list() == nullptr) {
+        return;
+    }
+    if (const char *error = settings_take_write_error()) {
+        log_stamped(WEIGHT_FAILURE, "SMTP: A setting could not be written: %s", error);
+    }
+}
+
 } // namespace
 
 void log_timestamp(char *text)
@@ -162,6 +174,7 @@ void log_path(char *path, int size)
 
 void log_flush()
 {
+    tell_write_error();
     const size_t count = std::exchange(buffered, 0);
     if (count > 0) {
         file_put(LOG_FILE, FILE_APPEND, buffer, count); // nobody to tell of a failure

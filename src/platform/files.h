@@ -65,8 +65,8 @@ bool file_put(const char *path, FileMode mode, const void *bytes, size_t size);
 // their letter case.
 bool file_rename(const char *from, const char *to);
 
-// Moves a file's content into the place of another file, whose owner and mode stay. One
-// step where both lie on one file system.
+// Moves a file's content into the place of another file, whose owner, group and mode stay.
+// In one step, unless only writing over the old content can keep them.
 bool file_replace_by(const char *target, const char *source);
 
 // Waits until the disk has the file's content, or the names in the file's directory.

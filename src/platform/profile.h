@@ -21,10 +21,14 @@ int profile_text(const char *section, const char *key, const char *missing, char
 // Adds or replaces one key; the file is created when only the file is missing. Every
 // other line, the order, the line endings, the owner and the mode stay. The file is
 // replaced whole, under a lock against other writers; nothing is written when the
-// key has that value already. False when the file could not be written, or another
-// writer kept its lock for more than two seconds.
-bool profile_write(const char *section, const char *key, const char *value,
-                   const char *path);
+// key has that value already. Waits at most `wait` milliseconds for another writer's
+// lock.
+enum WriteResult { WRITE_DONE, WRITE_LOCKED_OUT, WRITE_FAILED };
+WriteResult profile_write(const char *section, const char *key, const char *value,
+                          const char *path, int wait);
+
+// Why the last write has failed, as an English text.
+const char *profile_write_error();
 
 // The next read looks at the file on disk.
 void profile_flush(const char *path);

@@ -1,13 +1,13 @@
 #include "platform/file_contents.h"
 
 #include "platform/files.h"
+#include "platform/posix/error_text.h"
 #include "platform/posix/name_lookup.h"
 #include "platform/posix/working_directory.h"
 
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <string>
 #include <unordered_map>
@@ -94,10 +94,7 @@ Outcome unreadable(const char *reason)
 // What errno says of a failed call.
 Outcome failed()
 {
-    const char *reason = strerrordesc_np(errno);
-    return errno == ENOENT || errno == ENOTDIR
-               ? MISSING
-               : unreadable(reason != nullptr ? reason : "unknown reason");
+    return errno == ENOENT || errno == ENOTDIR ? MISSING : unreadable(error_text(errno));
 }
 
 Outcome look_at(const std::string &name, struct stat *status)

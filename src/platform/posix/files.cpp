@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include "platform/posix/error_text.h"
 #include "platform/posix/name_lookup.h"
 #include "platform/posix/spare_descriptors.h"
 #include "platform/posix/working_directory.h"
@@ -276,59 +277,6 @@ bool file_rename(const char *from, const char *to)
            failed(false);
 }
 
-bool file_replace_by(const char *target, const char *source)
-{
-    const std::string to = resolved_path(path_for_new_name(native_path(target)));
-    const std::string from = existing_path(source);
-
-    struct stat status;
-    if (stat(to.c_str(), &status) == 0 &&
-        (chmod(from.c_str(), status.st_mode & 07777) != 0 ||
-         (chown(from.c_str(), status.st_uid, status.st_gid) != 0 &&
-          status.st_uid != geteuid()))) {
-        return failed(false);
-    }
-    if (rename(from.c_str(), to.c_str()) == 0) {
-        return true;
-    }
-    if (errno != EXDEV) {
-        return failed(false);
-    }
-
-    // Two file systems: beside the target first, so that it is never half there.
-    const std::string beside = to + ".new";
-    const FileHandle in = file_open(from.c_str(), FILE_READ);
-    if (in == NO_FILE) {
-        return false;
-    }
-    const FileHandle out = file_open(beside.c_str(), FILE_EMPTY);
-    if (out == NO_FILE) {
-        file_close(in);
-        return false;
-    }
-    static char bytes[65536];
-    int64_t count = 0;
-    bool copied = true;
-    while (copied && (count = file_read(in, bytes, sizeof bytes)) > 0) {
-        copied = file_write(out, bytes, static_cast<size_t>(count));
-    }
-    copied = copied && count == 0;
-    if (copied && stat(to.c_str(), &status) == 0) {
-        copied = fchmod(out, status.st_mode & 07777) == 0 &&
-                 (fchown(out, status.st_uid, status.st_gid) == 0 ||
-                  status.st_uid == geteuid());
-    }
-    file_close(in);
-    copied = file_close(out) && copied;
-    if (!copied || rename(beside.c_str(), to.c_str()) != 0) {
-        last_failure = errno;
-        unlink(beside.c_str());
-        return false;
-    }
-    unlink(from.c_str());
-    return true;
-}
-
 bool file_delete(const char *path)
 {
     return file_delete_exact(path) ||
@@ -381,6 +329,5 @@ bool file_name_was_taken()
 
 const char *file_failure()
 {
-    return strerrordesc_np(last_failure) != nullptr ? strerrordesc_np(last_failure)
-                                                    : "unknown reason";
+    return error_text(last_failure);
 }

@@ -3,26 +3,31 @@
 #include "platform/ascii.h"
 #include "platform/file_contents.h"
 #include "platform/files.h"
+#include "platform/posix/error_text.h"
 #include "platform/posix/name_lookup.h"
 #include "platform/posix/profile_text.h"
+#include "platform/posix/replace_file.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <new>
 #include <optional>
 #include <string>
+#include <thread>
 #include <unordered_map>
 
 namespace
 {
 
-constexpr int LOCK_TRIES = 200;
-constexpr long LOCK_PAUSE = 10000000; // nanoseconds: 2 seconds in all
+constexpr int LOCK_PAUSE = 10; // milliseconds
+
+const char *last_error; // of a write
 
 // A section and a key of it.
 using Name = std::pair<std::string_view, std::string_view>;
@@ -91,52 +96,37 @@ std::optional<std::string_view> value_of(std::string_view section, std::string_v
 }
 
 // The file opened for writing and locked, and still the one that the name stands for.
-int open_locked(const std::string &name)
+int open_locked(const std::string &name, int wait)
 {
-    for (int tries = 0; tries < LOCK_TRIES; tries++) {
+    for (;;) {
         const int file = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
         if (file < 0) {
             return -1;
         }
-        if (flock(file, LOCK_EX | LOCK_NB) == 0) {
-            struct stat opened;
-            struct stat named;
-            if (fstat(file, &opened) == 0 && stat(name.c_str(), &named) == 0 &&
-                opened.st_ino == named.st_ino && opened.st_dev == named.st_dev) {
-                return file;
-            }
-            tries--; // another writer has just replaced it
-        } else {
-            const timespec pause{0, LOCK_PAUSE};
-            nanosleep(&pause, nullptr);
+        const bool locked = flock(file, LOCK_EX | LOCK_NB) == 0;
+        struct stat opened;
+        struct stat named;
+        if (locked && fstat(file, &opened) == 0 && stat(name.c_str(), &named) == 0 &&
+            opened.st_ino == named.st_ino && opened.st_dev == named.st_dev) {
+            return file;
         }
         close(file);
+        if (locked) {
+            continue; // another writer has just replaced it
+        }
+        if (wait <= 0) {
+            errno = EWOULDBLOCK;
+            return -1;
+        }
+        wait -= LOCK_PAUSE;
+        std::this_thread::sleep_for(std::chrono::milliseconds(LOCK_PAUSE));
     }
-    return -1;
 }
 
-// Puts the text in the place of the file: beside it first, then over it in one step.
-bool replace(const std::string &name, int old_file, const std::string &text)
+WriteResult failed()
 {
-    struct stat status;
-    const std::string beside = name + ".new";
-    const int file =
-        open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (file < 0) {
-        return false;
-    }
-    bool done = fstat(old_file, &status) == 0;
-    done = done && (fchown(file, status.st_uid, status.st_gid) == 0 ||
-                    (status.st_uid == geteuid() && status.st_gid == getegid()));
-    done = done && fchmod(file, status.st_mode & 07777) == 0;
-    done = done && file_write(file, text.data(), text.size());
-    done = done && fdatasync(file) == 0;
-    done = close(file) == 0 && done;
-    done = done && rename(beside.c_str(), name.c_str()) == 0;
-    if (!done) {
-        unlink(beside.c_str());
-    }
-    return done;
+    last_error = error_text(errno);
+    return WRITE_FAILED;
 }
 
 } // namespace
@@ -157,31 +147,39 @@ int profile_text(const char *section, const char *key, const char *missing, char
     return static_cast<int>(length);
 }
 
-bool profile_write(const char *section, const char *key, const char *value,
-                   const char *path)
+WriteResult profile_write(const char *section, const char *key, const char *value,
+                          const char *path, int wait)
 {
     file_contents_invalidate(); // another writer may have been here since the last read
     const FileContents contents = file_contents(path);
     if (contents.error != nullptr) {
-        return false;
+        last_error = contents.error;
+        return WRITE_FAILED;
     }
     if (contents.bytes != nullptr &&
         profile_has({contents.bytes, contents.size}, section, key, value)) {
-        return true;
+        return WRITE_DONE;
     }
 
     const std::string name = resolved_path(path_for_new_name(native_path(path)));
-    const int file = open_locked(name);
+    const int file = open_locked(name, wait);
     if (file < 0) {
-        return false;
+        return errno == EWOULDBLOCK ? WRITE_LOCKED_OUT : failed();
     }
     // Read again: what another writer did up to the lock counts.
     std::string text;
-    const bool done = file_read_whole(file, &text) &&
-                      replace(name, file, profile_with(text, section, key, value));
+    const bool done =
+        file_read_whole(file, &text) &&
+        replace_content(name, file, profile_with(text, section, key, value));
+    const WriteResult result = done ? WRITE_DONE : failed();
     close(file); // and with it the lock
     file_contents_invalidate();
-    return done;
+    return result;
+}
+
+const char *profile_write_error()
+{
+    return last_error;
 }
 
 void profile_flush(const char *)
