@@ -231,6 +231,21 @@ TEST_F(Faults, AListThatHasNeverBeenReadLetsNobodyIn)
     EXPECT_EQ("503 ", connect_from("127.0.0.9").hears().substr(0, 4));
 }
 
+TEST_F(Faults, AnAcceptThatIsForbiddenIsToldOnceAndTriedInPeace)
+{
+    const int before = page_->calls[CALL_ACCEPT];
+    page_->kind = CALL_ACCEPT;
+    page_->error = EPERM;
+    page_->half = true;
+    page_->nth = 1;
+    Client client = connect_from();
+    sleep_ms(1300);
+    EXPECT_EQ(1, times_logged("Connection broken"));
+    EXPECT_LE(page_->calls[CALL_ACCEPT] - before, 4);
+    page_->nth = 0;
+    EXPECT_EQ("220 ", client.hears().substr(0, 4));
+}
+
 TEST_F(Faults, AClockThatJumpsDisturbsNobody)
 {
     Client idle = with_recipient();

@@ -114,6 +114,16 @@ TEST_F(Startup, EverySignalOfTheEndClosesDown)
     }
 }
 
+TEST_F(Startup, ASignalThatWasIgnoredStaysIgnored)
+{
+    start({"sh", "-c", "trap \"\" HUP INT TERM; exec \"$0\""});
+    kill(process(), SIGHUP);
+    kill(process(), SIGINT);
+    sleep_ms(50);
+    greeted().leaves();
+    EXPECT_EQ(0, stop(SIGTERM)); // always ends it
+}
+
 TEST_F(Startup, AnInstallationInSmallLettersIsServedAsItStands)
 {
     const char *const names[][2] = {

@@ -56,8 +56,8 @@ bool socket_bind(Socket socket, uint32_t address, uint16_t port);
 bool socket_listen(Socket socket, int backlog);
 
 // Accepts one waiting client and writes its address as dotted text (16 bytes). NO_SOCKET,
-// with `text` unchanged, when nobody waits any more or descriptors have run out; after
-// the latter the listening socket reports nothing until there are some again.
+// with `text` unchanged, when nobody waits any more, or when accepting fails for a
+// reason that lasts: the listening socket then reports nothing until it may work again.
 Socket socket_accept(Socket listener, char *text, int size);
 
 // The listening socket reports nothing until a connection is closed or a short time has

@@ -77,9 +77,6 @@ FAILING(CALL_UNLINK, int, unlink, (const char *path), (path), noexcept)
 FAILING(CALL_SYNC, int, fdatasync, (int file), (file))
 FAILING(CALL_RECV, ssize_t, recv, (int socket, void *bytes, size_t size, int flags),
         (socket, bytes, size, flags))
-FAILING(CALL_ACCEPT, int, accept4,
-        (int socket, sockaddr *address, socklen_t *length, int flags),
-        (socket, address, length, flags))
 FAILING(CALL_WATCH, int, epoll_ctl,
         (int epoll, int operation, int socket, epoll_event *event),
         (epoll, operation, socket, event), noexcept)
@@ -90,6 +87,15 @@ int stat(const char *path, struct stat *status) noexcept
         return REAL(stat)(path, status);
     }
     page->nth = page->half ? 1 : 0; // and so do all that follow
+    return -1;
+}
+
+int accept4(int socket, sockaddr *address, socklen_t *length, int flags)
+{
+    if (!fails(CALL_ACCEPT)) {
+        return REAL(accept4)(socket, address, length, flags);
+    }
+    page->nth = page->half ? 1 : 0;
     return -1;
 }
 

@@ -5,15 +5,19 @@
 #include "platform/posix/spare_descriptors.h"
 #include "platform/windows.h"
 
+#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cassert>
+#include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace
@@ -59,6 +63,12 @@ bool resting;
 int resting_socket = -1;
 uint32_t rest_began;
 bool freed_since;
+
+// Accepting has failed for another reason than a shortage. It is tried after each rest,
+// and a client is reported only when that works, so that the failure is reported once.
+bool accept_fails;
+int early = -1; // accepted by such a try
+sockaddr_in early_peer;
 
 uint64_t tag(int socket)
 {
@@ -165,18 +175,52 @@ void end_rest()
     listen_to(resting_socket, true);
 }
 
+// Whether a failed accept is over at once: nobody waits any more, or a signal came.
+bool passes(int error)
+{
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR ||
+           error == ECONNABORTED;
+}
+
+bool is_shortage(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+// A client's socket, or -1 with errno set; after an error that lasts the listening socket
+// rests.
+int accept_one(int listening, sockaddr_in *peer)
+{
+    socklen_t length = sizeof *peer;
+    const int socket = accept4(listening, reinterpret_cast<sockaddr *>(peer), &length,
+                               SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (socket >= 0) {
+        accept_fails = false;
+    } else if (!passes(errno)) {
+        const int reason = errno;
+        accept_fails = accept_fails || !is_shortage(reason);
+        events_rest(listening);
+        errno = reason;
+    }
+    return socket;
+}
+
 // Whether a waiting client can be accepted now; the listening socket rests otherwise.
 bool may_accept(int socket)
 {
-    if (!short_of_descriptors) {
-        return true;
+    if (short_of_descriptors) {
+        const int free = free_descriptors(ENOUGH_DESCRIPTORS);
+        short_of_descriptors = free < ENOUGH_DESCRIPTORS;
+        if (free == 0) {
+            events_rest(socket);
+            return false;
+        }
     }
-    const int free = free_descriptors(ENOUGH_DESCRIPTORS);
-    short_of_descriptors = free < ENOUGH_DESCRIPTORS;
-    if (free == 0) {
-        events_rest(socket);
+    if (accept_fails && early < 0) {
+        early = accept_one(socket, &early_peer);
+        return early >= 0;
     }
-    return free > 0;
+    return true;
 }
 
 } // namespace
@@ -194,9 +238,14 @@ bool events_start()
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN); // a limit on file sizes fails the write, not the process
     sigemptyset(&blocked);
-    sigaddset(&blocked, SIGTERM);
-    sigaddset(&blocked, SIGINT);
-    sigaddset(&blocked, SIGHUP);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        // What was ignored when the program began stays ignored (nohup, a shell's `&`).
+        struct sigaction inherited;
+        if (signal == SIGTERM || sigaction(signal, nullptr, &inherited) != 0 ||
+            inherited.sa_handler != SIG_IGN) {
+            sigaddset(&blocked, signal);
+        }
+    }
     if (sigprocmask(SIG_BLOCK, &blocked, &before) != 0) {
         return false;
     }
@@ -332,8 +381,20 @@ void events_forget(int socket)
     }
 }
 
+int events_accept(int listening, sockaddr_in *peer)
+{
+    if (early >= 0) {
+        *peer = early_peer;
+        return std::exchange(early, -1);
+    }
+    return accept_one(listening, peer);
+}
+
 void events_rest(int listening)
 {
+    if (early >= 0) {
+        close(std::exchange(early, -1)); // nobody can be served
+    }
     short_of_descriptors = true;
     resting = true;
     resting_socket = listening;

@@ -30,9 +30,14 @@ void events_restore_signals();
 // --- for sockets.cpp
 
 struct Window;
+struct sockaddr_in;
 
 // Reports the socket's events to the window. False when the system refuses.
 bool events_watch(int socket, bool listening, Window *window, unsigned message);
+
+// Accepts a client's socket; -1, with errno set, when that is not possible. After an
+// error that lasts the listening socket rests.
+int events_accept(int listening, sockaddr_in *peer);
 
 // Registers an accepted socket like its listening one.
 bool events_watch_accepted(int socket, int listening);

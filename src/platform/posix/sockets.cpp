@@ -85,11 +85,6 @@ int receive(int socket, void *bytes, size_t size, int flags)
                                                                      : SOCKET_FAILED;
 }
 
-bool is_shortage(int error)
-{
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
-
 } // namespace
 
 int host_name_of_machine(char *name, int size)
@@ -195,13 +190,8 @@ bool socket_listen(Socket socket, int backlog)
 Socket socket_accept(Socket listener, char *text, int size)
 {
     sockaddr_in peer{};
-    socklen_t length = sizeof peer;
-    const int socket = accept4(listener, reinterpret_cast<sockaddr *>(&peer), &length,
-                               SOCK_NONBLOCK | SOCK_CLOEXEC);
+    const int socket = events_accept(listener, &peer);
     if (!succeeded(socket >= 0)) {
-        if (is_shortage(last_error)) {
-            events_rest(listener);
-        }
         return NO_SOCKET;
     }
     if (!succeeded(events_watch_accepted(socket, listener))) {
