@@ -301,3 +301,46 @@ TEST_F(Check, AnswersForAClientAndItsMessage)
     ASSERT_EQ(0, rmdir(path("qlnemails").c_str()));
     EXPECT_EQ(1, status("--address 10.0.0.10 --from x --to y")) << said;
 }
+
+TEST_F(Check, LoginsThatAreNeverRightOrWeakOrSlow)
+{
+    put_all();
+    settings("SMTPAUTHENTICATION=1\r\n");
+    EXPECT_EQ(1, status_of_all());
+    EXPECT_NE(std::string::npos, said.find("warning: SMTPAUTHENTICATION=1 without"));
+    settings("ESMTP=1\r\n");
+    EXPECT_EQ(1, status_of_all());
+    EXPECT_NE(std::string::npos, said.find("is missing: any password is taken")) << said;
+
+    const std::string file = "DATA/RAW/SMTPLOGINS.DAT", digest(86, 'x');
+    put(file, "locked:!$6$x$" + digest + "\nplain:secret\r\nno colon\n:$6$x$" + digest +
+                  "\ncut:$6$x$xx\nother:$9$x$x\n");
+    ASSERT_EQ(0, chmod(path(file).c_str(), 0644));
+    EXPECT_EQ(2, status_of_all());
+    std::vector<std::string> expected = {
+        ": warning: every user of this machine may read it",
+        ":2: warning: [plain] can never log in: its hash does not begin",
+        ":3: warning: can match nobody: there is no colon",
+        ":4: warning: can match nobody: there is no name",
+        ":5: warning: [cut] can never log in: its hash is cut off",
+        ":6: warning: [other] can never log in: its hash is of no known kind",
+        ": error: has no line that somebody can log in with"};
+    for (std::string &finding : expected) {
+        finding.insert(0, file);
+    }
+    EXPECT_EQ(expected, warnings(expected)) << said;
+
+    put(file, "good:$6$x$" + digest + "\nweak:$1$x$" + digest.substr(0, 22) +
+                  "\nslow:$2b$12$" + digest.substr(0, 53) + "\ngood:$6$x$" + digest +
+                  "\nso-so:$y$j9T$x$" + digest.substr(0, 43) + "\n");
+    ASSERT_EQ(0, chmod(path(file).c_str(), 0640));
+    EXPECT_EQ(1, status_of_all());
+    expected = {":2: warning: [weak] has a weak hash",
+                ":3: warning: [slow] has a slow hash",
+                ":4: warning: [good] is never looked at: line 1"};
+    for (std::string &finding : expected) {
+        finding.insert(0, file);
+    }
+    EXPECT_EQ(expected, warnings(expected)) << said;
+    EXPECT_NE(std::string::npos, said.find("about 18 ms")) << said;
+}

@@ -8,6 +8,7 @@ inline constexpr char USERS_FILE[] = "DATA/RAW/TSUSERS.DAT";
 inline constexpr char DOMAINS_FILE[] = "DATA/RAW/DOMAIN.DAT";
 inline constexpr char ACCEPTED_FILE[] = "DATA/RAW/VALIDIPADDRESSES.TXT";
 inline constexpr char BANNED_FILE[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
+inline constexpr char LOGINS_FILE[] = "DATA/RAW/SMTPLOGINS.DAT";
 inline constexpr char LOG_FILE[] = "LOGS/QLNSMTP.TXT";
 inline constexpr char TRIM_FILE[] = "LOG/LOG.TMP"; // the log while it is trimmed
 

@@ -25,6 +25,10 @@ void check_users();
 // Domain lines that never match.
 void check_domains();
 
+// Logins that are never right, or too easily guessed, or slow; and whether the settings
+// and the file let clients log in at all.
+void check_logins();
+
 // Makes the directories and example files that are missing, and reports what cannot be
 // made. The exit status.
 int create_installation();

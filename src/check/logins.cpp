@@ -1,10 +1,11 @@
 // The names and passwords that clients log in with.
 #include "check/checks.h"
 
+#include "base/paths.h"
 #include "base/settings.h"
 #include "check/findings.h"
 #include "check/list_file.h"
-#include "platform/files.h"
+#include "platform/access.h"
 #include "smtp/credentials.h"
 
 #include <charconv>
@@ -14,9 +15,6 @@
 
 namespace
 {
-
-constexpr char SETTINGS_FILE[] = "data/raw/qlnxserver.dat";
-constexpr char LOGINS[] = "DATA/RAW/SMTPLOGINS.DAT";
 
 // A hash that is made faster than this is guessed fast, too; one that takes longer than
 // the others holds up everybody at each login.
@@ -70,7 +68,7 @@ double no_time(std::string_view /*rest*/)
 
 struct HashKind {
     std::string_view prefix;
-    size_t digest; // characters behind the last `$`
+    size_t digest; // characters after the last `$`
     double (*time)(std::string_view rest);
 };
 
@@ -96,19 +94,22 @@ void check_time(const HashKind &kind, const LoginLine &login, int line)
     const std::string name(login.name);
     const double time = kind.time(login.hash.substr(kind.prefix.size()));
     if (time < WEAK) {
-        report(FOUND_WARNING, LOGINS, line,
+        report(FOUND_WARNING, LOGINS_FILE, line,
                "[%s] has a weak hash: whoever reads it soon has the password",
                name.c_str());
     } else if (time >= SLOW) {
-        report(time < VERY_SLOW ? FOUND_NOTE : FOUND_WARNING, LOGINS, line,
+        report(time < VERY_SLOW ? FOUND_NOTE : FOUND_WARNING, LOGINS_FILE, line,
                "[%s] has a slow hash: everybody waits about %.0f ms when it logs in",
                name.c_str(), time);
     }
 }
 
-// Why no password can match the hash; null when one can. The hash itself is never shown.
+// Why nobody can log in with the line; null when somebody can. The hash is never shown.
 const char *trouble_with(const LoginLine &login)
 {
+    if (login.name.starts_with("\xEF\xBB\xBF")) {
+        return "it begins with a byte order mark";
+    }
     if (!login_is_open(login)) {
         return "its hash does not begin with `$`";
     }
@@ -127,16 +128,16 @@ bool check_login(const LoginLine &login, int line, std::map<std::string, int> *s
     const auto [first, is_new] = seen->emplace(name, line);
     const char *trouble = trouble_with(login);
     if (login.name.empty()) {
-        report(FOUND_WARNING, LOGINS, line, "can match nobody: there is no name");
+        report(FOUND_WARNING, LOGINS_FILE, line, "can match nobody: there is no name");
     } else if (!is_new) {
-        report(FOUND_WARNING, LOGINS, line,
+        report(FOUND_WARNING, LOGINS_FILE, line,
                "[%s] is never looked at: line %d has the name, too", name.c_str(),
                first->second);
     } else if (login.hash.starts_with('!') || login.hash.starts_with('*')) {
-        report(FOUND_NOTE, LOGINS, line, "[%s] is locked", name.c_str());
+        report(FOUND_NOTE, LOGINS_FILE, line, "[%s] is locked", name.c_str());
     } else if (trouble != nullptr) {
-        report(FOUND_WARNING, LOGINS, line, "[%s] can never log in: %s", name.c_str(),
-               trouble);
+        report(FOUND_WARNING, LOGINS_FILE, line, "[%s] can never log in: %s",
+               name.c_str(), trouble);
     } else {
         check_time(*kind_of(login.hash), login, line);
         return true;
@@ -157,7 +158,7 @@ int check_lines(const ListFile &file)
             useful += check_login(login, line, &seen) ? 1 : 0;
         } else if (!login.name.empty()) {
             report(FOUND_WARNING, file.name, line,
-                   "can match nobody: there is no colon behind the name");
+                   "can match nobody: there is no colon after the name");
         }
     }
     return useful;
@@ -172,18 +173,20 @@ void check_logins()
         report(FOUND_WARNING, SETTINGS_FILE, 0,
                "SMTPAUTHENTICATION=1 without ESMTP=1: no stock client can log in");
     }
-    const ListFile file = read_list_file(LOGINS);
+    const ListFile file =
+        read_list_file(LOGINS_FILE, severity_in_list(SETTING_ESMTP, FOUND_ERROR));
     if (!file.there) {
         if (asked) {
             report(FOUND_WARNING, file.name, 0, "is missing: any password is taken");
         }
         return;
     }
-    if (file_others_may_read(file.name)) {
+    if (everybody_may_read(file.name)) {
         report(FOUND_WARNING, file.name, 0,
-               "every user of this machine may read it (chmod o=)");
+               "every user of this machine may read it (chmod o= takes that away)");
     }
-    if (check_lines(file) == 0 && asked) {
-        report(FOUND_WARNING, file.name, 0, "lets nobody log in");
+    if (file.content.data() != nullptr && check_lines(file) == 0) {
+        report(severity_in_list(SETTING_ESMTP, FOUND_ERROR), file.name, 0,
+               "has no line that somebody can log in with");
     }
 }

@@ -50,6 +50,7 @@ int check_all()
     check_address_lists();
     check_users();
     check_domains();
+    check_logins();
     return exit_status();
 }
 

@@ -20,5 +20,8 @@ bool ask_for_user(const char *name);
 // Whether root asks, for itself: it may do everything, so that nothing is found.
 bool root_asks();
 
+// Whether the file's mode lets every user of the machine read it.
+bool everybody_may_read(const char *path);
+
 // Whether the user may do all of this with what the path leads to.
 bool path_allows(const char *path, unsigned wanted);

@@ -1,5 +1,6 @@
 #include "smtp/credentials.h"
 
+#include "base/paths.h"
 #include "platform/file_contents.h"
 #include "platform/secrets.h"
 

@@ -1,4 +1,4 @@
-// The names and passwords that clients log in with: DATA\RAW\SMTPLOGINS.DAT, a line
+// The names and passwords that clients log in with: DATA/RAW/SMTPLOGINS.DAT, a line
 // `name:hash` each, the hash as `openssl passwd -6` and `mkpasswd` write it.
 //
 // The file is read when somebody logs in, so that a change counts from the next login.
@@ -6,8 +6,6 @@
 #pragma once
 
 #include <string_view>
-
-inline constexpr char LOGINS_FILE[] = "DATA\\RAW\\SMTPLOGINS.DAT";
 
 enum LoginVerdict {
     LOGIN_ACCEPTED,

@@ -1,6 +1,7 @@
 #include "smtp/login_exchange.h"
 
 #include "base/base64.h"
+#include "base/paths.h"
 #include "base/session.h"
 #include "base/sessions.h"
 #include "base/text.h"

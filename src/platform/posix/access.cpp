@@ -118,3 +118,10 @@ bool path_allows(const char *path, unsigned wanted)
                            : faccessat(AT_FDCWD, name.c_str(), static_cast<int>(wanted),
                                        AT_EACCESS) == 0;
 }
+
+bool everybody_may_read(const char *path)
+{
+    struct stat status;
+    return stat(existing_path(path).c_str(), &status) == 0 &&
+           (status.st_mode & S_IROTH) != 0;
+}
