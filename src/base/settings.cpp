@@ -13,6 +13,14 @@ namespace
 {
 
 char settings_path[PATH_SIZE];
+
+// The numbers of one version of the file: each is read many times in an event.
+struct KnownNumber {
+    uint64_t version;
+    int number;
+};
+
+KnownNumber known_numbers[SETTING_COUNT];
 int patience; // milliseconds that writes may still wait for a lock
 char write_error[128];
 bool write_error_taken;
@@ -45,7 +53,12 @@ void settings_flush()
 int read_setting(Setting setting)
 {
     assert(SETTING_ROWS[setting].number != NO_DEFAULT);
-    return read_setting_or(setting, SETTING_ROWS[setting].number);
+    const uint64_t version = profile_version(settings_path);
+    KnownNumber &known = known_numbers[setting];
+    if (known.version != version) {
+        known = {version, read_setting_or(setting, SETTING_ROWS[setting].number)};
+    }
+    return known.number;
 }
 
 int read_setting_or(Setting setting, int missing)

@@ -1,7 +1,7 @@
 // The fax server's settings file.
 //
-// Nothing is remembered here: a change made in the fax server's screens counts
-// from the next read. The few values kept in memory are in base/gateway.h.
+// A change made in the fax server's screens counts from the next read: nothing outlives
+// the file's present version. The few values kept in memory are in base/gateway.h.
 #pragma once
 
 #include "base/settings_table.h"
