@@ -57,11 +57,11 @@ struct Toggles {
 };
 
 constexpr Toggles SETTINGS[] = {
-    {"", true, false, false, "127.0.0.1", "firm"},
+    {"", true, false, true, "127.0.0.1", "firm"},
     {"FULLDETAIL=1\nUSEDOMAINS=1\nSMTPAUTHENTICATION=1\nACCEPTVALIDADDRESSONLY=1\n"
-     "SMTPIPBLOCK=1\nSYNCSPOOL=1\n[SMTPSRV]\nSHOWAUTHENTICATEDETAILS=1\n",
+     "SMTPIPBLOCK=1\n[SMTPSRV]\nSHOWAUTHENTICATEDETAILS=1\n",
      true, true, true, "127.0.0.1", "firm"},
-    {"FULLDETAIL=1\nLOGONLY=1\nSYNCSPOOL=1\n", true, false, true, "127.0.0.1", "firm"},
+    {"FULLDETAIL=1\nLOGONLY=1\nSYNCSPOOL=0\n", true, false, false, "127.0.0.1", "firm"},
     {"SMTPAUTHENTICATION=1\n", false, false, false, "127.0.0.1", "firm"},
     {"ACCEPTVALIDADDRESSONLY=1\n", false, false, false, "127.0.0.7", "firm"},
     {"SMTPIPBLOCK=1\n", false, false, false, "127.0.0.9", "firm"},
@@ -83,6 +83,11 @@ class Faults : public Installation
         page_ = static_cast<FaultPage *>(mmap(
             nullptr, sizeof(FaultPage), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
         close(file);
+        start_on_page();
+    }
+
+    void start_on_page()
+    {
         start({"env", "FAULT_PAGE=" + path("faults.page"),
                "LD_PRELOAD=" FAULTS_BEFORE FAULTS_LIBRARY});
         settled_ = open_descriptors();
@@ -187,7 +192,7 @@ TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
             expect_settled();
             EXPECT_EQ(toggles.may_pass, takes_message());
             const int calls = page_->calls[fault.call] - before;
-            if (fault.call == CALL_SYNC) { // the body, its envelope, and their names
+            if (fault.call == CALL_SYNC && toggles.may_pass) { // body, envelope, names
                 EXPECT_EQ(toggles.waits_for_disk ? 3 : 0, calls);
             }
             for (int nth = 1; nth <= calls; nth++) {
@@ -244,6 +249,60 @@ TEST_F(Faults, AnAcceptThatIsForbiddenIsToldOnceAndTriedInPeace)
     EXPECT_LE(page_->calls[CALL_ACCEPT] - before, 4);
     page_->nth = 0;
     EXPECT_EQ("220 ", client.hears().substr(0, 4));
+}
+
+TEST_F(Faults, OfAThreadMakeTheMessageWaitForTheDiskWithTheOthers)
+{
+    page_->kind = CALL_THREAD;
+    page_->error = EAGAIN;
+    page_->nth = 1;
+    EXPECT_TRUE(delivers(SETTINGS[0]));
+    EXPECT_EQ(1, page_->calls[CALL_THREAD]);
+    EXPECT_TRUE(delivers(SETTINGS[0])); // and the next one has them
+    EXPECT_LT(2, page_->calls[CALL_THREAD]);
+    EXPECT_EQ(2 * 2U, files().size());
+}
+
+// A disk that takes its time, and clients who do not.
+TEST_F(Faults, OfNobodyElseAreTheWaitsForTheDisk)
+{
+    EXPECT_EQ(0, stop());
+    settings("SocketTimeout=1\nFULLDETAIL=1\n");
+    start_on_page();
+    Client slow = with_recipient();
+    EXPECT_EQ("354", slow.asks("DATA").substr(0, 3));
+    Client leaver = with_recipient();
+    EXPECT_EQ("354", leaver.asks("DATA").substr(0, 3));
+    const int watched = page_->calls[CALL_WATCH];
+    page_->delay = 7000; // there is a sweep meanwhile
+    slow.says(TEXT + std::string(".\r\ndropped\r\nno"));
+    leaver.says(TEXT + std::string(".\r\n"));
+    sleep_ms(100);
+    page_->delay = 0;                                // of those that follow
+    EXPECT_EQ("250 OK\r\n", greeted().asks("NOOP")); // the loop is free
+    EXPECT_EQ(watched + 1, page_->calls[CALL_WATCH]) << "that of the new client";
+    leaver.leaves();
+    slow.says("op\r\nQUIT\r\n");
+    EXPECT_EQ("", slow.hears(1000));
+    EXPECT_EQ("250 OK\r\n", slow.hears(9000));
+    EXPECT_EQ("250 OK\r\n", slow.hears()); // of the NOOP that was begun with the text
+    EXPECT_EQ("221", slow.hears().substr(0, 3));
+    expect_settled();
+    EXPECT_EQ(2 * 2U, files().size());
+    EXPECT_EQ(2, times_logged("is now available to Quillon"));
+}
+
+TEST_F(Faults, OfACloseDownAreTheAnswersFirst)
+{
+    Client client = with_recipient();
+    client.asks("DATA");
+    page_->delay = 1000;
+    client.says(TEXT + std::string(".\r\n"));
+    sleep_ms(100);
+    EXPECT_EQ(0, stop());
+    EXPECT_EQ("250 OK\r\n", client.hears());
+    EXPECT_TRUE(takes_message());
+    EXPECT_NE(std::string::npos, log_lines().back().find("being closed down"));
 }
 
 TEST_F(Faults, AClockThatJumpsDisturbsNobody)

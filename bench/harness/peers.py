@@ -80,7 +80,7 @@ class Ours(Server):
     name = "qlnsmtpd"
     title = "qlnsmtpd"
     settle = 4.5      # its settings file, written at the start, counts as fresh so long
-    settings = ""     # more lines of section QLNSMTP
+    settings = "SYNCSPOOL=0\r\n"  # of section QLNSMTP; the others wait for no disk here either
     wrapper = []      # a tool to run the server under
 
     def __init__(self, cache: Path, binary: Path):

@@ -53,6 +53,8 @@ struct MailTransaction {
 
 struct ClientSession {
     Socket socket = NO_SOCKET;
+    uint32_t generation = 0; // no other session has had it, whatever its socket
+    bool waits = false;      // for a message that is on its way to the disk
     SessionState state = SESSION_NEW;
     bool open = false; // until session_end: nothing of its input is handled any more
     bool authenticated = false;

@@ -6,6 +6,7 @@
 #include "platform/memory.h"
 #include "platform/secrets.h"
 
+#include <algorithm>
 #include <cassert>
 #include <new>
 #include <vector>
@@ -71,6 +72,7 @@ void sessions_init()
 
 ClientSession *session_alloc()
 {
+    static uint32_t generations;
     if (memory_is_short()) {
         return nullptr; // what is left belongs to those who are here
     }
@@ -85,20 +87,24 @@ ClientSession *session_alloc()
         }
     }
     session->open = true;
+    session->generation = ++generations;
     session->lastActivity = tick_count();
     append(active, session, ON_ACTIVE_LIST);
     return session;
 }
 
-void session_set_socket(ClientSession *session, Socket socket)
+bool session_set_socket(ClientSession *session, Socket socket)
 {
     assert(session->list == ON_ACTIVE_LIST && socket != NO_SOCKET);
-    session->socket = socket;
     const auto number = static_cast<size_t>(socket);
-    if (number >= by_socket.size()) {
-        by_socket.resize(number + 64);
+    try {
+        by_socket.resize(std::max(by_socket.size(), number + 1));
+    } catch (const std::bad_alloc &) {
+        return false;
     }
+    session->socket = socket;
     by_socket[number] = session;
+    return true;
 }
 
 void session_release(ClientSession *session)

@@ -12,8 +12,8 @@ void sessions_init();
 // list. Null when memory is exhausted.
 ClientSession *session_alloc();
 
-// Tells the table which socket the record has got.
-void session_set_socket(ClientSession *session, Socket socket);
+// Tells the table which socket the record has got. False when memory is exhausted.
+bool session_set_socket(ClientSession *session, Socket socket);
 
 // Moves an active record to the tail of the spare list; any other is left alone.
 void session_release(ClientSession *session);

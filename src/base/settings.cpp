@@ -7,6 +7,8 @@
 #include "platform/profile.h"
 
 #include <algorithm>
+#include <new>
+
 #include <cassert>
 
 namespace
@@ -115,5 +117,9 @@ void write_setting_number(Setting setting, long value)
 
 bool full_detail()
 {
-    return read_setting(SETTING_FULLDETAIL) != 0;
+    try {
+        return read_setting(SETTING_FULLDETAIL) != 0;
+    } catch (const std::bad_alloc &) {
+        return false; // who only logs is not stopped by that
+    }
 }

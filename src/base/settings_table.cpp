@@ -57,7 +57,7 @@ constexpr SettingRow SETTING_ROWS[SETTING_COUNT] = {
     text(SETTING_BADADDRCHARS, "badaddrchars", "!#$%^&*{}'?+=\\~`", 127, "command"),
     of_section("Environment",
                text(SETTING_ENVIRONMENT_BADADDRCHARS, "badaddrchars", "", 127, "")),
-    toggle(SETTING_SYNCSPOOL, "SYNCSPOOL", 0, "message"),
+    toggle(SETTING_SYNCSPOOL, "SYNCSPOOL", 1, "message"),
     toggle(SETTING_FULLDETAIL, "FULLDETAIL", 0, "line"),
     toggle(SETTING_LOGONLY, "LOGONLY", 0, "line"),
     number(SETTING_MAXSIZE, "MAXSIZE", 750, 0, LARGEST_LOG, "501 lines"),

@@ -53,9 +53,9 @@ void Disconnect(ClientSession *session)
     spool_files_remove({mail.spoolEnvelope, mail.spoolText, mail.spoolTemp}, log_removed);
     mail = {};
     log_what_remains(session);
+    session_release(session);
 
     gateway.connection_indicator = false;
     set_tray_icon(gateway.mainWindow, TRAY_CHANGE, TIP_WAITING);
     show_activity_lights();
-    session_release(session);
 }

@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "core/socket_window.h"
 #include "log/activity_log.h"
+#include "platform/store.h"
 #include "ui/resource_ids.h"
 
 namespace
@@ -42,6 +43,7 @@ bool create_socket_window()
         class_unregister(SOCKET_WINDOW_CLASS);
         return false;
     }
+    store_reports_to(gateway.socketWindow, STORE_EVENT);
     return true;
 }
 

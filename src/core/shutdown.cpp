@@ -4,10 +4,36 @@
 #include "base/resource_ids.h"
 #include "base/sessions.h"
 #include "log/activity_log.h"
+#include "platform/clock.h"
 #include "platform/service.h"
+#include "platform/store.h"
+#include "smtp/message.h"
+
+namespace
+{
+
+constexpr uint32_t LONGEST_WAIT = 4000; // milliseconds
+
+// Messages that are on their way to the disk are waited for and answered.
+void finish_messages()
+{
+    const uint32_t began = tick_count();
+    uint32_t passed = 0;
+    while (passed < LONGEST_WAIT) {
+        StoreJob *report = store_wait(static_cast<int>(LONGEST_WAIT - passed));
+        if (report == nullptr) {
+            return;
+        }
+        message_reported(report);
+        passed = tick_count() - began;
+    }
+}
+
+} // namespace
 
 void close_down()
 {
+    finish_messages();
     log_stamped("SMTP: Server is being closed down");
     log_flush();
     // No line for each connection, and unfinished spool files stay: the next start of the

@@ -11,12 +11,14 @@
 #include "log/activity_log.h"
 #include "platform/secrets.h"
 #include "smtp/engine.h"
+#include "smtp/message.h"
 #include "smtp/replies.h"
 #include "spool/message_body.h"
 #include "ui/status_window.h"
 
 #include <algorithm>
 #include <cassert>
+#include <new>
 
 namespace
 {
@@ -28,6 +30,8 @@ constexpr int CHUNKS_PER_RECEIVE = 64;
 constexpr int LONG_TEXT = 4096; // text of which more is to be expected
 
 char received[CHUNK_SIZE * CHUNKS_PER_RECEIVE];
+
+ClientSession *present; // whose event it is
 
 constexpr char NOT_VALID[] =
     "Connection not recognized as a valid sender, connection has "
@@ -42,7 +46,6 @@ void count_connection(ClientSession *session)
     set_tray_icon(gateway.mainWindow, TRAY_CHANGE, TIP_ACTIVE);
     show_activity_lights();
 
-    gateway.active_count++;
     log_stamped("SMTP: [%d] connection%s active", gateway.active_count,
                 gateway.active_count == 1 ? "" : "s");
     log_stamped("SMTP: Connection attempt received from [%s]...", session->peerText);
@@ -122,7 +125,14 @@ void accept_client(Socket listener)
         session_release(session);
         return;
     }
-    session_set_socket(session, socket);
+    if (!session_set_socket(session, socket)) {
+        socket_close(socket);
+        log_stamped("SMTP: [%s] - Connection broken...", session->peerText);
+        session_release(session);
+        return;
+    }
+    gateway.active_count++;
+    present = session;
     count_connection(session);
     if (is_accepted(session) && !is_banned(session)) {
         handle_client_input(session, nullptr, 0);
@@ -201,13 +211,26 @@ int receive_from(ClientSession *session)
     return count;
 }
 
+// Nothing is read from a client whose message is on its way to the disk. The first event
+// of one who does not wait for the answer stops its events until then: the others, who
+// wait, are not charged for that.
+bool is_held(const ClientSession *session)
+{
+    if (session->waits) {
+        socket_hold(session->socket);
+    }
+    return session->waits;
+}
+
 // What was sent before a close is received first, by an event for each receive.
 void read_from_client(Socket socket, bool has_closed)
 {
     ClientSession *session = session_find(socket);
-    if (session == nullptr) {
+    if (session == nullptr || is_held(session)) {
         return;
     }
+    assert(session->state != SESSION_NEW); // it has passed the checks of its address
+    present = session;
     const int count = receive_from(session);
     if (count <= 0 && (has_closed || count != SOCKET_WOULD_BLOCK)) {
         session_end(session);
@@ -228,6 +251,39 @@ void socket_event(Socket socket, int event)
     default:
         break;
     }
+}
+
+void store_event(StoreJob *report)
+{
+    ClientSession *session = message_sender(report);
+    present = session;
+    message_reported(report);
+    if (session != nullptr) {
+        if (!socket_resume(session->socket)) {
+            session_end(session);
+        }
+        finish_event(session);
+    }
+}
+
+// An event is done whole. When memory fails in it, the session that it belongs to is
+// over, with what it has not finished: nobody can tell how far it came.
+void whole_event(unsigned message, Param first, int event)
+{
+    present = nullptr;
+    try {
+        if (message == STORE_EVENT) {
+            store_event(reinterpret_cast<StoreJob *>(first));
+        } else {
+            socket_event(static_cast<Socket>(first), event);
+        }
+    } catch (const std::bad_alloc &) {
+        if (present != nullptr) {
+            Disconnect(present);
+        }
+        log_flush();
+        throw;
+    }
     assert(body_buffer_is_empty());
     log_flush();
 }
@@ -242,9 +298,10 @@ Param socket_window_proc(Window *window, unsigned message, Param first, Param se
         return 1;
     }
     const int event = static_cast<int>(second & 0xFFFF);
-    if (message == SOCKET_EVENT &&
-        (event == SOCKET_ACCEPT || event == SOCKET_READ || event == SOCKET_CLOSE)) {
-        socket_event(static_cast<Socket>(first), event);
+    if (message == STORE_EVENT ||
+        (message == SOCKET_EVENT &&
+         (event == SOCKET_ACCEPT || event == SOCKET_READ || event == SOCKET_CLOSE))) {
+        whole_event(message, first, event);
         return 0;
     }
     return default_window_procedure(window, message, first, second);

@@ -90,7 +90,7 @@ void report_listening()
 
 bool has_expired(const ClientSession *session)
 {
-    if (session->lastActivity == 0) {
+    if (session->lastActivity == 0 || session->waits) {
         return false;
     }
     // Signed, so that the tick count's wrap does no harm.

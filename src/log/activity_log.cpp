@@ -12,8 +12,8 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <string_view>
-#include <utility>
 
 char log_stamp[STAMP_SIZE];
 
@@ -38,9 +38,22 @@ void add_bytes(const char *bytes, size_t count)
     if (buffered + count > sizeof buffer) {
         log_flush();
     }
-    assert(buffered + count <= sizeof buffer);
-    memcpy(buffer + buffered, bytes, count);
-    buffered += count;
+    if (buffered + count <= sizeof buffer) { // else there is no memory to write them
+        memcpy(buffer + buffered, bytes, count);
+        buffered += count;
+    }
+}
+
+// Takes one step of a call. When memory fails in it, the other steps are taken all the
+// same: no log call fails towards its caller. Whether it did not fail.
+template <typename Step> bool is_taken(Step step)
+{
+    try {
+        step();
+        return true;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
 }
 
 // CR LF where there is none; a lone CR at the end gets its LF.
@@ -127,11 +140,13 @@ void log_write(char *text, Weight weight)
         return;
     }
     busy = true;
-    check_size();
+    is_taken(check_size);
     add_line(text);
-    if (text[0] != '\0' && read_setting(SETTING_LOGONLY) == 0) {
-        log_list_add(list, text, weight);
-    }
+    is_taken([&] {
+        if (text[0] != '\0' && read_setting(SETTING_LOGONLY) == 0) {
+            log_list_add(list, text, weight);
+        }
+    });
     busy = false;
 }
 
@@ -175,8 +190,9 @@ void log_path(char *path, int size)
 void log_flush()
 {
     tell_write_error();
-    const size_t count = std::exchange(buffered, 0);
-    if (count > 0) {
-        file_put(LOG_FILE, FILE_APPEND, buffer, count); // nobody to tell of a failure
+    // Nobody to tell when that fails; without memory the file is looked for later.
+    if (buffered > 0 &&
+        is_taken([] { file_put(LOG_FILE, FILE_APPEND, buffer, buffered); })) {
+        buffered = 0;
     }
 }

@@ -61,19 +61,9 @@ bool file_close(FileHandle file);
 // Opens with `mode`, writes all bytes or none, closes. False when any of that fails.
 bool file_put(const char *path, FileMode mode, const void *bytes, size_t size);
 
-// Renames a file in one step, replacing a file of the new name. Both names in exactly
-// their letter case.
-bool file_rename(const char *from, const char *to);
-
-// Moves a file's content into the place of another file, whose owner, group and mode stay.
-// In one step, unless only writing over the old content can keep them.
+// Moves a file's content into the place of another file, whose owner, group and mode
+// stay. In one step, unless only writing over the old content can keep them.
 bool file_replace_by(const char *target, const char *source);
-
-// Waits until the disk has the file's content, or the names in the file's directory.
-// False when the disk does not confirm that.
-bool file_sync(FileHandle file);
-bool file_sync_exact(const char *path);
-bool file_sync_directory_of(const char *path);
 
 // Calls `tell` for every name in the directory, in no order, until it says false.
 void directory_names(const char *path, bool (*tell)(const char *name, void *context),

@@ -72,6 +72,11 @@ int socket_receive(Socket socket, void *bytes, size_t size);
 int socket_peek(Socket socket, void *bytes, size_t size);
 bool socket_discard(Socket socket, size_t size);
 
+// The socket reports nothing from now on; and again, which is false when that fails. What
+// happens meanwhile is reported then.
+void socket_hold(Socket socket);
+bool socket_resume(Socket socket);
+
 // The socket's scheduling class; at first CLASS_INTERACTIVE.
 void socket_set_class(Socket socket, SchedulingClass scheduling);
 SchedulingClass socket_class(Socket socket);

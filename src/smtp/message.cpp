@@ -20,6 +20,11 @@ bool is_end_line(const char *line, int length)
            (length == 1 || line[1] == '\r');
 }
 
+void answer(ClientSession *session, bool stored)
+{
+    send_directly(session, stored ? "250 " : "451 ", stored ? "OK" : NOT_STORED);
+}
+
 // One line without its LF.
 void handle_line(ClientSession *session, const char *line, int length)
 {
@@ -31,8 +36,10 @@ void handle_line(ClientSession *session, const char *line, int length)
         return;
     }
     session->state = SESSION_COMMANDS;
-    const bool stored = hand_over(session);
-    send_directly(session, stored ? "250 " : "451 ", stored ? "OK" : NOT_STORED);
+    const HandOver result = hand_over(session);
+    if (result != ON_ITS_WAY) {
+        answer(session, result == HANDED_OVER);
+    }
 }
 
 // Holds bytes of a line that is not complete. A full buffer goes out when another byte
@@ -78,5 +85,22 @@ void message_receive(ClientSession *session, const char *bytes, int count)
         }
         session->lineLength = 0;
         bytes = feed + 1;
+    }
+}
+
+ClientSession *message_sender(const StoreJob *report)
+{
+    return hand_over_sender(report);
+}
+
+void message_reported(StoreJob *report)
+{
+    ClientSession *session = hand_over_sender(report);
+    const bool stored = hand_over_conclude(report);
+    if (session != nullptr) {
+        assert(session->waits);
+        session->waits = false;
+        session->lastActivity = tick_count(); // it was not idle
+        answer(session, stored);
     }
 }

@@ -2,66 +2,151 @@
 
 #include "base/paths.h"
 #include "base/session.h"
+#include "base/sessions.h"
 #include "base/settings.h"
+#include "base/text.h"
 #include "log/activity_log.h"
+#include "platform/store.h"
+#include "platform/store_job.h"
 #include "spool/message_body.h"
 #include "spool/spool_files.h"
+
+#include <memory>
+#include <new>
 
 namespace
 {
 
-// The body is whole, but not under its final name: kept for the operator, with the
-// envelope that says for whom it is. Unless somebody has taken it away.
-void keep_undelivered(ClientSession *session)
+// A message between its end line and the answer: it may outlive its session.
+struct Delivery : StoreJob {
+    MailTransaction mail;
+    char peerText[PEER_SIZE];
+    Socket socket;
+    uint32_t generation;
+};
+
+void fill(Delivery *delivery, const ClientSession *session, FileHandle body)
 {
-    const char *reason = file_failure();
-    if (does_file_exist(session->mail.spoolTemp) == 0) {
-        body_failed(session, reason);
-        spool_files_remove({session->mail.spoolEnvelope, session->mail.spoolTemp});
+    delivery->body = body;
+    delivery->mail = session->mail;
+    copy_text(delivery->peerText, PEER_SIZE, session->peerText);
+    delivery->socket = session->socket;
+    delivery->generation = session->generation;
+    store_names(delivery, delivery->mail.spoolTemp, delivery->mail.spoolText,
+                delivery->mail.spoolEnvelope);
+}
+
+// A file under the final name is not of this message.
+void remove_unfinished(const MailTransaction &mail)
+{
+    spool_files_remove({mail.spoolEnvelope, mail.spoolTemp});
+}
+
+void refuse(const Delivery &delivery)
+{
+    log_stamped(WEIGHT_FAILURE, "SMTP: [%s] Message could not be stored - %s [%s]",
+                delivery.peerText, delivery.reason, delivery.mail.spoolTemp);
+    remove_unfinished(delivery.mail);
+}
+
+// The body is whole, but not under its final name: kept for the operator, with the
+// envelope that says for whom it is. Unless somebody has taken it away, or another
+// message has that name: its envelope would be taken for that one's.
+void keep_undelivered(const Delivery &delivery)
+{
+    if (delivery.name_was_taken || does_file_exist(delivery.mail.spoolTemp) == 0) {
+        refuse(delivery);
         return;
     }
     log_stamped(WEIGHT_FAILURE,
                 "SMTP: [%s] Message could not be handed over, it is kept in [%s] - %s",
-                session->peerText, session->mail.spoolTemp, reason);
+                delivery.peerText, delivery.mail.spoolTemp, delivery.reason);
 }
 
-// The body is closed and whole.
-bool give_final_name(ClientSession *session)
+// Logs what became of the message. Whether it may be answered with a 250.
+bool conclude(const Delivery &delivery)
 {
-    const MailTransaction &mail = session->mail;
-    if (full_detail()) {
-        log_stamped("***DEBUG***  Message file [%s] closed ", mail.spoolTemp);
+    if (delivery.result == STORE_FAILED) {
+        refuse(delivery);
+        return false;
     }
-    if (!file_rename(mail.spoolTemp, mail.spoolText)) {
-        keep_undelivered(session);
+    if (full_detail()) {
+        log_stamped("***DEBUG***  Message file [%s] closed ", delivery.mail.spoolTemp);
+    }
+    if (delivery.result == STORE_NOT_NAMED) {
+        keep_undelivered(delivery);
         return false;
     }
     if (full_detail()) {
         log_stamped("***DEBUG***  File renamed to [%s] and is now available to Quillon",
-                    mail.spoolText);
+                    delivery.mail.spoolText);
     }
-    if (!spool_sync_names(mail)) {
+    if (delivery.result == STORE_UNCONFIRMED) {
         // The fax server may have taken it already. Without a promise the client sends
         // it again: rather twice than never.
         log_stamped(WEIGHT_FAILURE,
                     "SMTP: [%s] Message was handed over, but could not be written "
                     "through to the disk - %s [%s]",
-                    session->peerText, file_failure(), mail.spoolText);
+                    delivery.peerText, delivery.reason, delivery.mail.spoolText);
         return false;
     }
     return true;
 }
 
+// Without a worker or memory for the record everybody waits for the disk.
+HandOver wait_here(const ClientSession *session, FileHandle body, bool sync)
+{
+    Delivery delivery;
+    fill(&delivery, session, body);
+    if (sync) {
+        store_here(&delivery);
+    } else {
+        store_at_once(&delivery);
+    }
+    return conclude(delivery) ? HANDED_OVER : HAND_OVER_FAILED;
+}
+
+HandOver deliver(ClientSession *session, FileHandle body)
+{
+    const bool sync = read_setting(SETTING_SYNCSPOOL) != 0;
+    std::unique_ptr<Delivery> delivery(sync ? new (std::nothrow) Delivery : nullptr);
+    if (delivery == nullptr) {
+        return wait_here(session, body, sync);
+    }
+    fill(delivery.get(), session, body);
+    if (!store_begin(delivery.get())) {
+        return wait_here(session, body, sync);
+    }
+    delivery.release(); // until it is reported
+    session->waits = true;
+    return ON_ITS_WAY;
+}
+
 } // namespace
 
-bool hand_over(ClientSession *session)
+HandOver hand_over(ClientSession *session)
 {
-    bool handed_over = false;
-    if (body_finish(session)) {
-        handed_over = give_final_name(session);
+    HandOver result = HAND_OVER_FAILED;
+    const FileHandle body = body_finish(session);
+    if (body != NO_FILE) {
+        result = deliver(session, body);
     } else {
-        spool_files_remove({session->mail.spoolEnvelope, session->mail.spoolTemp});
+        remove_unfinished(session->mail);
     }
     session->mail = {};
-    return handed_over;
+    return result;
+}
+
+ClientSession *hand_over_sender(const StoreJob *report)
+{
+    const auto *delivery = static_cast<const Delivery *>(report);
+    ClientSession *session = session_find(delivery->socket);
+    const bool waits = session != nullptr && session->generation == delivery->generation;
+    return waits ? session : nullptr;
+}
+
+bool hand_over_conclude(StoreJob *report)
+{
+    const std::unique_ptr<Delivery> delivery(static_cast<Delivery *>(report));
+    return conclude(*delivery);
 }

@@ -6,6 +6,7 @@
 
 #include <cassert>
 #include <cstring>
+#include <utility>
 
 namespace
 {
@@ -90,19 +91,10 @@ void body_flush(ClientSession *session)
     }
 }
 
-bool body_finish(ClientSession *session)
+FileHandle body_finish(ClientSession *session)
 {
-    MailTransaction &mail = session->mail;
     body_flush(session);
-    if (mail.messageFile != NO_FILE && !spool_sync_files(mail)) {
-        body_failed(session, file_failure());
-    }
-    const FileHandle file = mail.messageFile;
-    mail.messageFile = NO_FILE;
-    if (file != NO_FILE && !file_close(file)) {
-        body_failed(session, file_failure());
-    }
-    return !mail.storeFailed;
+    return std::exchange(session->mail.messageFile, NO_FILE);
 }
 
 void body_failed(ClientSession *session, const char *reason)

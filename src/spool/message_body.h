@@ -6,6 +6,8 @@
 // between events.
 #pragma once
 
+#include "platform/files.h"
+
 struct ClientSession;
 
 // Creates the file, in place of one that was begun before. When that fails it is logged,
@@ -19,9 +21,9 @@ void body_add_line(ClientSession *session, const char *line, int length);
 // Writes what has been gathered. Called before an event ends.
 void body_flush(ClientSession *session);
 
-// The end line has come: closes the file. With SYNCSPOOL, the disk has it and the
-// envelope then. False when the message could not be stored, which is logged.
-bool body_finish(ClientSession *session);
+// The end line has come: writes what has been gathered and gives the file away, still
+// open. NO_FILE when the message could not be stored, which is logged.
+FileHandle body_finish(ClientSession *session);
 
 // The message cannot be stored: logs the reason and the path, and deletes the file.
 void body_failed(ClientSession *session, const char *reason);

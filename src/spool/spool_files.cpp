@@ -47,11 +47,6 @@ FileHandle make_spool_file(const char *directory, char *name, int size)
     return file;
 }
 
-bool write_through()
-{
-    return read_setting(SETTING_SYNCSPOOL) != 0;
-}
-
 void log_failure(const ClientSession *session)
 {
     log_stamped(WEIGHT_FAILURE, "SMTP: [%s] Envelope could not be written - %s [%s]",
@@ -105,17 +100,6 @@ bool envelope_write(const ClientSession *session, FileHandle envelope, const cha
     }
     log_failure(session);
     return false;
-}
-
-bool spool_sync_files(const MailTransaction &mail)
-{
-    return !write_through() ||
-           (file_sync(mail.messageFile) && file_sync_exact(mail.spoolEnvelope));
-}
-
-bool spool_sync_names(const MailTransaction &mail)
-{
-    return !write_through() || file_sync_directory_of(mail.spoolText);
 }
 
 void spool_files_remove(std::initializer_list<const char *> paths,

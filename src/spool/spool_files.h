@@ -46,13 +46,6 @@ FileHandle envelope_open(const ClientSession *session, FileMode mode);
 bool envelope_write(const ClientSession *session, FileHandle envelope, const char *line,
                     int length);
 
-// With SYNCSPOOL, waits until the disk has the body, which is still open, and the
-// envelope. False when it does not confirm that.
-bool spool_sync_files(const MailTransaction &mail);
-
-// With SYNCSPOOL, waits until the disk has the names of a message that was handed over.
-bool spool_sync_names(const MailTransaction &mail);
-
 // Deletes those of a transaction's files that exist, in the order given, and tells the
 // path of each.
 void spool_files_remove(std::initializer_list<const char *> paths,

@@ -4,6 +4,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -42,11 +43,13 @@ FaultPage *page = &unshared;
 bool fails(FailingCall kind)
 {
     page->calls[kind]++;
-    if (page->kind != kind || page->nth == 0 || --page->nth > 0) {
-        return false;
+    int nth = page->kind == kind ? page->nth.load() : 0;
+    while (nth > 0 && !page->nth.compare_exchange_weak(nth, nth - 1)) {
     }
-    errno = page->error;
-    return true;
+    if (nth == 1) {
+        errno = page->error;
+    }
+    return nth == 1;
 }
 
 void *counted(void *block)
@@ -73,13 +76,26 @@ FAILING(CALL_READ, ssize_t, read, (int file, void *bytes, size_t size),
         (file, bytes, size))
 FAILING(CALL_RENAME, int, rename, (const char *from, const char *to), (from, to),
         noexcept)
+FAILING(CALL_RENAME, int, renameat2,
+        (int in, const char *from, int out, const char *to, unsigned flags),
+        (in, from, out, to, flags), noexcept)
 FAILING(CALL_UNLINK, int, unlink, (const char *path), (path), noexcept)
-FAILING(CALL_SYNC, int, fdatasync, (int file), (file))
 FAILING(CALL_RECV, ssize_t, recv, (int socket, void *bytes, size_t size, int flags),
         (socket, bytes, size, flags))
 FAILING(CALL_WATCH, int, epoll_ctl,
         (int epoll, int operation, int socket, epoll_event *event),
         (epoll, operation, socket, event), noexcept)
+
+int fdatasync(int file)
+{
+    usleep(static_cast<useconds_t>(page->delay) * 1000);
+    return fails(CALL_SYNC) ? -1 : REAL(fdatasync)(file);
+}
+
+int fsync(int file)
+{
+    return fails(CALL_SYNC) ? -1 : REAL(fsync)(file);
+}
 
 int stat(const char *path, struct stat *status) noexcept
 {
@@ -106,6 +122,18 @@ int open(const char *path, int flags, ...)
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return fails(CALL_OPEN) ? -1 : REAL(open)(path, flags, mode);
+}
+
+int openat(int directory, const char *path, int flags, ...) // nothing is created so
+{
+    return fails(CALL_OPEN) ? -1 : REAL(openat)(directory, path, flags);
+}
+
+int pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                   void *(*run)(void *), void *argument) noexcept
+{
+    return fails(CALL_THREAD) ? page->error.load()
+                              : REAL(pthread_create)(thread, attributes, run, argument);
 }
 
 ssize_t write(int file, const void *bytes, size_t size)

@@ -11,7 +11,8 @@ enum FailingCall {
     CALL_CLOSE,
     CALL_RENAME,
     CALL_UNLINK,
-    CALL_SYNC,
+    CALL_SYNC,   // fdatasync, fsync
+    CALL_THREAD, // pthread_create
     CALL_SEND,
     CALL_RECV,
     CALL_ACCEPT,
@@ -29,4 +30,5 @@ struct FaultPage {
     std::atomic<int> calls[CALL_KINDS];
     std::atomic<long> blocks; // of memory that have not been given back
     std::atomic<int> clock;   // seconds by which the clock goes wrong
+    std::atomic<int> delay;   // milliseconds that a sync takes
 };

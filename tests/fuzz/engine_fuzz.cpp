@@ -47,7 +47,7 @@ void write_settings(uint8_t toggles)
         lines += key + std::string(toggles & 1 ? "=1\n" : "=0\n");
         toggles >>= 1;
     }
-    std::ofstream("DATA/RAW/QLNXSERVER.DAT") << "[QLNSMTP]\nMINSIZE=0\n"
+    std::ofstream("DATA/RAW/QLNXSERVER.DAT") << "[QLNSMTP]\nMINSIZE=0\nSYNCSPOOL=0\n"
                                              << lines << "[SMTPSRV]\n"
                                              << lines;
     file_contents_invalidate();

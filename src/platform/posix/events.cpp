@@ -3,6 +3,7 @@
 #include "platform/clock.h"
 #include "platform/posix/memory_reserve.h"
 #include "platform/posix/spare_descriptors.h"
+#include "platform/posix/store_events.h"
 #include "platform/windows.h"
 
 #include <netinet/in.h>
@@ -38,6 +39,7 @@ struct Watch {
     unsigned message = 0;
     uint32_t generation = 0;
     bool listening = false;
+    bool held = false; // in no queue
     SchedulingClass scheduling = CLASS_INTERACTIVE;
 };
 
@@ -46,6 +48,7 @@ int epoll = -1;
 int bulk = -1; // the sockets of CLASS_BULK; this queue is itself one entry of `epoll`
 int pipelined = -1; // the same for CLASS_PIPELINED
 int signals = -1;
+int reports = -1; // of messages that were handed over
 sigset_t blocked;
 sigset_t before;
 
@@ -253,12 +256,13 @@ bool events_start()
     epoll = epoll_create1(EPOLL_CLOEXEC);
     bulk = epoll_create1(EPOLL_CLOEXEC);
     pipelined = epoll_create1(EPOLL_CLOEXEC);
-    if (epoll < 0 || bulk < 0 || pipelined < 0 || signals < 0) {
+    reports = store_descriptor();
+    if (epoll < 0 || bulk < 0 || pipelined < 0 || signals < 0 || reports < 0) {
         return false;
     }
-    watch_of(std::max({signals, bulk, pipelined}));
+    watch_of(std::max({signals, bulk, pipelined, reports}));
     return listen_in(epoll, signals, EPOLLIN) && listen_in(epoll, bulk, EPOLLIN) &&
-           listen_in(epoll, pipelined, EPOLLIN);
+           listen_in(epoll, pipelined, EPOLLIN) && listen_in(epoll, reports, EPOLLIN);
 }
 
 void events_restore_signals()
@@ -312,6 +316,14 @@ bool events_next(Message *message)
             *message = {nullptr, MESSAGE_CLOSE, 0, 0};
             return read(signals, &info, sizeof info) == sizeof info;
         }
+        if (socket == reports) {
+            bool more = false;
+            if (!store_event(message, &more)) {
+                continue;
+            }
+            batch_at -= more ? 1 : 0;
+            return true;
+        }
         const Watch &watch = watches[number];
         if (watch.window == nullptr || watch.generation != event.data.u64 >> 32) {
             continue;
@@ -341,6 +353,7 @@ bool events_watch(int socket, bool listening, Window *window, unsigned message)
     watch.window = window;
     watch.message = message;
     watch.listening = listening;
+    watch.held = false;
     watch.scheduling = CLASS_INTERACTIVE;
     return listen_in(epoll, socket, listening ? EPOLLIN : EPOLLIN | EPOLLRDHUP);
 }
@@ -361,6 +374,21 @@ void events_set_class(int socket, SchedulingClass scheduling)
 SchedulingClass events_class(int socket)
 {
     return watch_of(socket).scheduling;
+}
+
+void events_hold(int socket)
+{
+    Watch &watch = watch_of(socket);
+    watch.held =
+        epoll_ctl(queue_of(watch.scheduling), EPOLL_CTL_DEL, socket, nullptr) == 0;
+}
+
+bool events_resume(int socket)
+{
+    Watch &watch = watch_of(socket);
+    watch.held = watch.held &&
+                 !listen_in(queue_of(watch.scheduling), socket, EPOLLIN | EPOLLRDHUP);
+    return !watch.held;
 }
 
 bool events_watch_accepted(int socket, int listening)

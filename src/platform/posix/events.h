@@ -46,6 +46,10 @@ bool events_watch_accepted(int socket, int listening);
 void events_set_class(int socket, SchedulingClass scheduling);
 SchedulingClass events_class(int socket);
 
+// As socket_hold() and socket_resume() say.
+void events_hold(int socket);
+bool events_resume(int socket);
+
 // Forgets a socket that is about to be closed.
 void events_forget(int socket);
 

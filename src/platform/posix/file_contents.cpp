@@ -195,13 +195,15 @@ FileContents file_contents(const char *path)
     static std::string last_path;
     static Entry *last_entry;
     if (last_entry == nullptr || last_path != path) {
-        last_entry = &entries[path];
+        last_entry = nullptr; // unless memory lasts
+        Entry *found = &entries[path];
         last_path = path;
+        last_entry = found;
     }
     Entry *entry = last_entry;
     if (entry->event != event_number) {
-        entry->event = event_number;
         bring_up_to_date(path, entry);
+        entry->event = event_number;
     }
     if (!entry->there) {
         return {nullptr, 0, entry->version, entry->missing, entry->error};

@@ -30,22 +30,6 @@ template <typename Result> Result failed(Result result)
     return result;
 }
 
-// The path with `/` as separator, in a buffer of the caller's. False when it is longer.
-bool to_native(const char *path, char *native, size_t size)
-{
-    path = below_current_directory(path);
-    size_t length = 0;
-    for (; path[length] != '\0'; length++) {
-        if (length + 1 >= size) {
-            errno = ENAMETOOLONG;
-            return false;
-        }
-        native[length] = path[length] == '\\' ? '/' : path[length];
-    }
-    native[length] = '\0';
-    return true;
-}
-
 int flags_of(FileMode mode)
 {
     switch (mode) {
@@ -83,7 +67,7 @@ int open_native(const char *native, int flags, int leave_spare)
 int open_any_case(const char *path, FileMode mode, int leave_spare)
 {
     char native[NATIVE_SIZE];
-    if (!to_native(path, native, sizeof native)) {
+    if (!native_name(path, native, sizeof native)) {
         return -1;
     }
     const int flags = flags_of(mode);
@@ -207,35 +191,6 @@ bool file_seek(FileHandle file, int64_t position)
     return lseek(file, position, SEEK_SET) >= 0 || failed(false);
 }
 
-bool file_sync(FileHandle file)
-{
-    return fdatasync(file) == 0 || failed(false);
-}
-
-bool file_sync_exact(const char *path)
-{
-    const FileHandle file = file_open(path, FILE_READ);
-    if (file == NO_FILE) {
-        return false;
-    }
-    const bool synced = file_sync(file);
-    file_close(file);
-    return synced;
-}
-
-bool file_sync_directory_of(const char *path)
-{
-    const std::string native = path_for_exact_name(native_path(path));
-    const std::string directory = native.substr(0, native.rfind('/') + 1) + ".";
-    const int descriptor = open_native(directory.c_str(), O_RDONLY | O_DIRECTORY, 0);
-    if (descriptor < 0) {
-        return failed(false);
-    }
-    const bool synced = file_sync(descriptor);
-    file_close(descriptor);
-    return synced;
-}
-
 bool file_close(FileHandle file)
 {
     const bool closed = close(file) == 0 || errno == EINTR || failed(false);
@@ -258,25 +213,6 @@ bool file_put(const char *path, FileMode mode, const void *bytes, size_t size)
     return written && closed;
 }
 
-bool file_rename(const char *from, const char *to)
-{
-    char native_from[NATIVE_SIZE];
-    char native_to[NATIVE_SIZE];
-    if (!to_native(from, native_from, sizeof native_from) ||
-        !to_native(to, native_to, sizeof native_to)) {
-        return failed(false);
-    }
-    if (rename(native_from, native_to) == 0) {
-        return true;
-    }
-    if (errno != ENOENT) {
-        return failed(false);
-    }
-    return rename(path_for_exact_name(native_from).c_str(),
-                  path_for_exact_name(native_to).c_str()) == 0 ||
-           failed(false);
-}
-
 bool file_delete(const char *path)
 {
     return file_delete_exact(path) ||
@@ -287,7 +223,7 @@ bool file_delete(const char *path)
 bool file_delete_exact(const char *path)
 {
     char native[NATIVE_SIZE];
-    if (!to_native(path, native, sizeof native)) {
+    if (!native_name(path, native, sizeof native)) {
         return failed(false);
     }
     if (unlink(native) == 0) {
@@ -307,7 +243,7 @@ bool file_is_there(const char *path)
 int64_t file_size_of(const char *path)
 {
     char native[NATIVE_SIZE];
-    if (!to_native(path, native, sizeof native)) {
+    if (!native_name(path, native, sizeof native)) {
         return failed<int64_t>(-1);
     }
     struct stat status;

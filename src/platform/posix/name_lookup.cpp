@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <memory>
 
 namespace
 {
@@ -24,22 +25,21 @@ bool exists(const std::string &path)
 // order. False, with errno set, when there is none or the directory cannot be read.
 bool find_entry(const std::string &directory, const std::string &name, std::string *found)
 {
-    DIR *entries = opendir(directory.empty() ? "." : directory.c_str());
+    const std::unique_ptr<DIR, int (*)(DIR *)> entries(
+        opendir(directory.empty() ? "." : directory.c_str()), closedir);
     if (entries == nullptr) {
         return false;
     }
     bool any = false;
     errno = 0;
-    while (const dirent *entry = readdir(entries)) {
+    while (const dirent *entry = readdir(entries.get())) {
         if (equal_ignoring_case(entry->d_name, name) &&
             (!any || *found > entry->d_name)) {
             *found = entry->d_name;
             any = true;
         }
     }
-    const int failure = errno != 0 ? errno : ENOENT;
-    closedir(entries);
-    errno = failure;
+    errno = errno != 0 ? errno : ENOENT;
     return any;
 }
 
@@ -79,6 +79,21 @@ std::string native_path(const char *path)
     std::string native = below_current_directory(path);
     std::replace(native.begin(), native.end(), '\\', '/');
     return native;
+}
+
+bool native_name(const char *path, char *native, size_t size)
+{
+    path = below_current_directory(path);
+    size_t length = 0;
+    for (; path[length] != '\0'; length++) {
+        if (length + 1 >= size) {
+            errno = ENAMETOOLONG;
+            return false;
+        }
+        native[length] = path[length] == '\\' ? '/' : path[length];
+    }
+    native[length] = '\0';
+    return true;
 }
 
 bool find_in_other_case(const std::string &path, std::string *found)

@@ -6,6 +6,9 @@
 // `\` becomes `/`; the working directory at the beginning is left out.
 std::string native_path(const char *path);
 
+// The same in a buffer of the caller's. False, with errno set, when it is longer.
+bool native_name(const char *path, char *native, size_t size);
+
 // Searches for a path that does not exist as it is spelled: `found` becomes its name on
 // disk. False, with errno set, when it exists in no letter case.
 bool find_in_other_case(const std::string &path, std::string *found);

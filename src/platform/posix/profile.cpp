@@ -82,8 +82,10 @@ std::optional<std::string_view> value_of(std::string_view section, std::string_v
     static std::string last_path;
     static Profile *last_profile;
     if (last_profile == nullptr || last_path != path) {
-        last_profile = &profiles[path];
+        last_profile = nullptr; // unless memory lasts
+        Profile *found = &profiles[path];
         last_path = path;
+        last_profile = found;
     }
     const FileContents contents = file_contents(path);
     if (last_profile->version != contents.version &&

@@ -223,6 +223,16 @@ bool socket_discard(Socket socket, size_t size)
     return recv(socket, nullptr, size, MSG_TRUNC) == static_cast<ssize_t>(size);
 }
 
+void socket_hold(Socket socket)
+{
+    events_hold(socket);
+}
+
+bool socket_resume(Socket socket)
+{
+    return events_resume(socket);
+}
+
 void socket_set_class(Socket socket, SchedulingClass scheduling)
 {
     events_set_class(socket, scheduling);

@@ -30,8 +30,8 @@ void list_append(Window *list, const char *text, Weight weight)
         list->first_entry = 0;
         list->entries.emplace_back();
     }
+    list->entries[place_in_ring(*list, list->entry_count)] = text;
     list->entry_count++;
-    list->entries[place_in_ring(*list, list->entry_count - 1)] = text;
     display_list_appended(*list, weight);
 }
 

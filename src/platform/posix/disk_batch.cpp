@@ -1,0 +1,162 @@
+#include "platform/posix/disk_batch.h"
+
+#include "platform/posix/final_name.h"
+#include "platform/store_job.h"
+
+#include <cassert>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+// A directory that holds messages of the batch, open while it is written.
+struct Directory {
+    const char *path; // of a message in it
+    size_t length;
+    int descriptor;
+    int error;
+};
+
+struct Directories {
+    Directory all[LARGEST_BATCH];
+    int count;
+};
+
+const char *name_in_directory(const char *path)
+{
+    const char *separator = strrchr(path, '/');
+    return separator == nullptr ? path : separator + 1;
+}
+
+int open_directory(const char *path, size_t length)
+{
+    char name[STORE_NAME_SIZE];
+    memcpy(name, path, length);
+    name[length] = '\0';
+    return open(length == 0 ? "." : name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+Directory &directory_of(Directories &directories, const char *path)
+{
+    const auto length = static_cast<size_t>(name_in_directory(path) - path);
+    for (int i = 0; i < directories.count; i++) {
+        Directory &known = directories.all[i];
+        if (known.length == length && memcmp(known.path, path, length) == 0) {
+            return known;
+        }
+    }
+    assert(directories.count < LARGEST_BATCH);
+    Directory &directory = directories.all[directories.count++];
+    directory = {path, length, open_directory(path, length), 0};
+    directory.error = directory.descriptor < 0 ? errno : 0;
+    return directory;
+}
+
+bool is_shortage(int error)
+{
+    return error == EMFILE || error == ENFILE;
+}
+
+// Opens what is needed beside the body and asks for the write-back of both files, which
+// then goes on while the first is waited for.
+void begin(StoreJob &message, Directories &directories)
+{
+    Directory &directory = directory_of(directories, message.temporary);
+    message.directory = static_cast<int>(&directory - directories.all);
+    message.result = STORE_DONE;
+    message.envelope_file = -1;
+    message.error = directory.error;
+    message.envelope_error = 0;
+    message.unusual = is_shortage(directory.error) || directory.error == ENOENT;
+    if (message.error != 0) {
+        return;
+    }
+    message.envelope_file =
+        openat(directory.descriptor, name_in_directory(message.envelope),
+               O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (message.envelope_file < 0) {
+        message.envelope_error = errno;
+        message.unusual = is_shortage(errno);
+        return;
+    }
+    sync_file_range(message.body, 0, 0, SYNC_FILE_RANGE_WRITE);
+    sync_file_range(message.envelope_file, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
+bool is_sound(const StoreJob &message)
+{
+    return !message.unusual && message.error == 0 && message.envelope_error == 0;
+}
+
+// Even numbers are bodies, odd ones envelopes.
+void sync_file(int number, void *messages)
+{
+    StoreJob &message = *static_cast<StoreJob **>(messages)[number / 2];
+    if (message.envelope_file < 0) {
+        return;
+    }
+    if (number % 2 == 1) {
+        message.envelope_error = fdatasync(message.envelope_file) == 0 ? 0 : errno;
+        close(message.envelope_file);
+    } else if (fdatasync(message.body) != 0) {
+        message.error = errno;
+    }
+}
+
+void give_final_name(StoreJob &message, const Directories &directories)
+{
+    if (message.unusual) {
+        return;
+    }
+    if (close(message.body) != 0 && errno != EINTR && message.error == 0) {
+        message.error = errno;
+    }
+    message.body = NO_FILE;
+    if (!is_sound(message)) {
+        message.result = STORE_FAILED;
+        return;
+    }
+    const Directory &directory = directories.all[message.directory];
+    message.error =
+        take_final_name(directory.descriptor, name_in_directory(message.temporary),
+                        name_in_directory(message.final));
+    message.result = message.error == 0 ? STORE_DONE : STORE_NOT_NAMED;
+    message.name_was_taken = message.error == EEXIST;
+}
+
+// A directory's own synchronisation: fdatasync may leave new names to the next commit.
+void sync_directory(int number, void *directories)
+{
+    Directory &directory = static_cast<Directories *>(directories)->all[number];
+    if (directory.descriptor >= 0) {
+        directory.error = fsync(directory.descriptor) == 0 ? 0 : errno;
+        close(directory.descriptor);
+    }
+}
+
+} // namespace
+
+void disk_batch_write(StoreJob **messages, int count, RunTasks run)
+{
+    Directories directories;
+    directories.count = 0;
+    for (int i = 0; i < count; i++) {
+        begin(*messages[i], directories);
+    }
+    run(sync_file, 2 * count, messages);
+    for (int i = 0; i < count; i++) {
+        give_final_name(*messages[i], directories);
+    }
+    run(sync_directory, directories.count, &directories);
+    for (int i = 0; i < count; i++) {
+        StoreJob &message = *messages[i];
+        const int error = directories.all[message.directory].error;
+        if (!message.unusual && message.result == STORE_DONE && error != 0) {
+            message.error = error;
+            message.result = STORE_UNCONFIRMED;
+        }
+    }
+}

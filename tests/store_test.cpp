@@ -1,0 +1,114 @@
+// Finished messages on their way to the disk, without a server around them.
+
+#include "installation.h"
+#include "platform/store.h"
+#include "platform/store_job.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+class Stores : public Installation
+{
+  protected:
+    // A message as DATA leaves it, in this directory as it is to be named there.
+    StoreJob *finished(const std::string &name, const std::string &as = "qlnemails")
+    {
+        const std::string base = path("qlnemails/" + name);
+        put("qlnemails/" + name + ".tmp", name);
+        put("qlnemails/" + name + ".env", "envelope");
+        auto *message = new StoreJob{};
+        messages_.emplace_back(message);
+        message->body = file_open((base + ".tmp").c_str(), FILE_APPEND);
+        const std::string named = path(as + "\\" + name);
+        EXPECT_TRUE(store_names(message, (named + ".tmp").c_str(),
+                                (named + ".txt").c_str(), (named + ".env").c_str()));
+        return message;
+    }
+    // Reports until nothing is under way, and no record twice.
+    std::map<StoreJob *, StoreResult> reported()
+    {
+        std::map<StoreJob *, StoreResult> results;
+        while (StoreJob *message = store_wait(5000)) {
+            EXPECT_TRUE(results.emplace(message, message->result).second);
+        }
+        return results;
+    }
+    StoreResult result_of(StoreJob *message)
+    {
+        EXPECT_TRUE(store_begin(message));
+        const auto results = reported();
+        EXPECT_EQ(1U, results.size());
+        EXPECT_EQ(message, results.begin()->first);
+        return message->result;
+    }
+
+    std::vector<std::unique_ptr<StoreJob>> messages_;
+};
+
+TEST_F(Stores, AreReportedOnceEachWithTheirFilesInPlace)
+{
+    constexpr int COUNT = 300; // more than go together
+    for (int i = 0; i < COUNT; i++) {
+        store_begin(finished(std::to_string(i)));
+    }
+    const auto results = reported();
+    EXPECT_EQ(COUNT, static_cast<int>(results.size()));
+    EXPECT_EQ(2 * COUNT, static_cast<int>(files().size()));
+    for (int i = 0; i < COUNT; i++) {
+        EXPECT_EQ(STORE_DONE, messages_[static_cast<size_t>(i)]->result);
+        EXPECT_EQ(std::to_string(i), content("qlnemails/" + std::to_string(i) + ".txt"));
+    }
+}
+
+TEST_F(Stores, ThatFailSayHowFarTheyCame)
+{
+    StoreJob *lonely = finished("lonely");
+    unlink(path("qlnemails/lonely.env").c_str());
+    EXPECT_EQ(STORE_FAILED, result_of(lonely));
+    EXPECT_STREQ("No such file or directory", lonely->reason);
+    EXPECT_EQ("lonely", content("qlnemails/lonely.tmp"));
+
+    put("qlnemails/second.txt", "first");
+    for (void (*hand)(StoreJob *) : {&store_here, &store_at_once}) {
+        StoreJob *second = finished("second");
+        hand(second);
+        EXPECT_EQ(STORE_NOT_NAMED, second->result);
+        EXPECT_TRUE(second->name_was_taken);
+        EXPECT_EQ("first", content("qlnemails/second.txt"));
+        EXPECT_EQ("second", content("qlnemails/second.tmp"));
+    }
+    EXPECT_EQ(STORE_FAILED, result_of(finished("homeless", "elsewhere")));
+}
+
+TEST_F(Stores, FindTheirDirectoryInAnyLetterCase)
+{
+    for (const char *name : {"1", "2"}) { // found, and remembered
+        EXPECT_EQ(STORE_DONE, result_of(finished(name, "QlnEmails")));
+        EXPECT_EQ(name, content(std::string("qlnemails/") + name + ".txt"));
+    }
+    store_at_once(finished("3", "QLNEMAILS"));
+    EXPECT_EQ("3", content("qlnemails/3.txt"));
+}
+
+TEST_F(Stores, GoOnWithoutAnotherDescriptor)
+{
+    EXPECT_EQ(STORE_DONE, result_of(finished("1")));
+    StoreJob *last = finished("2");
+    rlimit before;
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+    const rlimit few{1000, before.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &few));
+    std::vector<int> all;
+    for (int copy = 0; (copy = dup(0)) >= 0;) {
+        all.push_back(copy);
+    }
+    store_begin(last);
+    reported();
+    std::for_each(all.begin(), all.end(), close);
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_EQ(STORE_DONE, last->result) << last->reason;
+}
