@@ -237,7 +237,7 @@ TEST_F(Check, DomainsAndUsersThatAreNeverFound)
          "\xFF\xFE"
          "f",
          2,
-         {": error: is there, but cannot be read: it is in UTF-16"}},
+         {": error: cannot be read (it is in UTF-16): every domain is accepted"}},
         {DOMAINS,
          "firm.example\r\n\r\na.example,b.example,y\r\n@at.com,\r\n*.wild.com,\r\n"
          "http://x.com,\r\nta\tb.com,\r\n;no,\r\na b,",

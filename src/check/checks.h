@@ -6,8 +6,9 @@
 // write to; names that are there in more than one letter case.
 void check_directories();
 
-// Why the user cannot write to the directory; null when it can.
-const char *why_not_writable(const char *directory);
+// Why the user cannot read the directory and do what is wanted there (MAY_WRITE or
+// nothing, platform/access.h); null when it can.
+const char *why_not_usable(const char *directory, unsigned wanted);
 
 // Settings that are unknown, out of range, no numbers or never read.
 void check_settings();

@@ -6,6 +6,7 @@
 #include "check/checked_list.h"
 #include "check/findings.h"
 #include "check/list_file.h"
+#include "platform/access.h"
 #include "platform/profile_lines.h"
 #include "spool/address.h"
 #include "spool/address_token.h"
@@ -44,7 +45,7 @@ const char *kind_name(EntryKind kind)
 bool list_has(const CheckedList &checked, const char *verb, const char *address,
               const Octets &client)
 {
-    const ListFile file = read_list_file(checked.file);
+    const ListFile file = read_list_file(checked.file, "every client is refused");
     if (!file.there) {
         report(FOUND_NOTE, file.name, 0, "is missing, so that no entry %s %s", verb,
                address);
@@ -109,7 +110,7 @@ int line_of_user(const char *given, std::string *section)
     if (!found) {
         return 0;
     }
-    const ListFile file = read_list_file(USERS_FILE);
+    const ListFile file = read_list_file(USERS_FILE, "nobody is a local user");
     for (const ProfileLine &line : profile_lines(file.content)) {
         if (line.key.data() == nullptr && equal_ignoring_case(line.section, *section)) {
             return line.number;
@@ -170,7 +171,8 @@ bool domains_let_through(const char *sender, const char *recipient)
         report(FOUND_NOTE, DOMAINS_FILE, 0, "is not asked: USEDOMAINS is not set");
         return true;
     }
-    const ListFile file = read_list_file(DOMAINS_FILE, FOUND_NOTE);
+    const ListFile file =
+        read_list_file(DOMAINS_FILE, "every domain is accepted", FOUND_NOTE);
     return domain_is_listed(file, "sender", sender) ||
            domain_is_listed(file, "recipient", recipient);
 }
@@ -207,7 +209,7 @@ bool is_message_accepted(const ClientQuestion &question)
     if (!domains_let_through(sender, plain)) {
         return false;
     }
-    const char *why = why_not_writable(SPOOL_MAIL);
+    const char *why = why_not_usable(SPOOL_MAIL, MAY_WRITE);
     if (why != nullptr) {
         report(FOUND_NOTE, SPOOL_MAIL, 0, "%s: no message can be stored", why);
     }

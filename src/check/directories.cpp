@@ -17,25 +17,21 @@ namespace
 {
 
 struct NeededPath {
-    const char *name;
+    const char *directory;
+    const char *file; // the one that is written there; null: files of any name
     Severity severity;
-    const char *otherwise; // what happens without it, or when it cannot be written to
+    const char *otherwise; // what happens when that cannot be done
 };
 
 constexpr NeededPath NEEDED[] = {
-    {"DATA/RAW", FOUND_ERROR, "the server cannot write its settings"},
-    {"LOGS", FOUND_ERROR, "the server writes no log file"},
-    {"LOG", FOUND_WARNING, "the log file is never trimmed"},
-    {SPOOL_MAIL, FOUND_ERROR, "the server can accept no message"},
-    {SPOOL_PENDING, FOUND_ERROR, "messages that begin with RCPT TO cannot be stored"},
-    {SPOOL_MAIL_IN, FOUND_ERROR, "messages that begin with RCPT TO cannot be stored"},
-};
-
-// Files the server writes to, once they are there.
-constexpr NeededPath WRITTEN[] = {
-    {SETTINGS_FILE, FOUND_ERROR, "the server cannot write its settings"},
-    {LOG_FILE, FOUND_ERROR, "the server writes no log file"},
-    {TRIM_FILE, FOUND_WARNING, "the log file is never trimmed"},
+    {"DATA/RAW", SETTINGS_FILE, FOUND_ERROR, "the server cannot write its settings"},
+    {"LOGS", LOG_FILE, FOUND_ERROR, "the server writes no log file"},
+    {"LOG", TRIM_FILE, FOUND_WARNING, "the log file is never trimmed"},
+    {SPOOL_MAIL, nullptr, FOUND_ERROR, "the server can accept no message"},
+    {SPOOL_PENDING, nullptr, FOUND_ERROR,
+     "messages that begin with RCPT TO cannot be stored"},
+    {SPOOL_MAIL_IN, nullptr, FOUND_ERROR,
+     "messages that begin with RCPT TO cannot be stored"},
 };
 
 constexpr const char *LOOKED_UP[] = {
@@ -84,15 +80,32 @@ void check_twins(const std::string &path, std::set<std::string> *checked)
     }
 }
 
+// A file that is there is written in place where its directory allows no other.
+void check_needed(const NeededPath &needed)
+{
+    const bool file_is_there =
+        needed.file != nullptr && path_kind(needed.file) != PATH_MISSING;
+    const char *why = why_not_usable(needed.directory, file_is_there ? 0 : MAY_WRITE);
+    if (why != nullptr) {
+        report(needed.severity, needed.directory, 0, "%s: %s", why, needed.otherwise);
+    } else if (file_is_there && !path_allows(needed.file, MAY_READ | MAY_WRITE)) {
+        report(needed.severity, needed.file, 0, "cannot be written to: %s",
+               needed.otherwise);
+    }
+}
+
 } // namespace
 
-const char *why_not_writable(const char *directory)
+const char *why_not_usable(const char *directory, unsigned wanted)
 {
     switch (path_kind(directory)) {
     case PATH_MISSING:
         return "is missing";
     case PATH_DIRECTORY:
-        return path_allows(directory, MAY_READ | MAY_WRITE | MAY_SEARCH)
+        if (!path_allows(directory, MAY_READ | MAY_SEARCH)) {
+            return "cannot be read";
+        }
+        return path_allows(directory, MAY_READ | MAY_SEARCH | wanted)
                    ? nullptr
                    : "cannot be written to";
     default:
@@ -102,17 +115,8 @@ const char *why_not_writable(const char *directory)
 
 void check_directories()
 {
-    for (const NeededPath &directory : NEEDED) {
-        if (const char *why = why_not_writable(directory.name)) {
-            report(directory.severity, directory.name, 0, "%s: %s", why,
-                   directory.otherwise);
-        }
-    }
-    for (const NeededPath &file : WRITTEN) {
-        if (path_kind(file.name) != PATH_MISSING && !path_allows(file.name, MAY_WRITE)) {
-            report(file.severity, file.name, 0, "cannot be written to: %s",
-                   file.otherwise);
-        }
+    for (const NeededPath &needed : NEEDED) {
+        check_needed(needed);
     }
     std::set<std::string> checked;
     for (const char *path : LOOKED_UP) {

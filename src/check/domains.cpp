@@ -141,7 +141,8 @@ void check_domains()
 {
     const bool asked = read_setting(SETTING_USEDOMAINS) != 0;
     const ListFile file =
-        read_list_file(DOMAINS_FILE, severity_in_list(SETTING_USEDOMAINS, FOUND_ERROR));
+        read_list_file(DOMAINS_FILE, "every domain is accepted while USEDOMAINS is set",
+                       severity_in_list(SETTING_USEDOMAINS, FOUND_ERROR));
     if (!file.there) {
         if (asked) {
             report(FOUND_WARNING, file.name, 0, "is missing: every domain is accepted");

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-ListFile read_list_file(const char *name, Severity unreadable)
+ListFile read_list_file(const char *name, const char *otherwise, Severity unreadable)
 {
     char path[PATH_SIZE];
     path_below(path, sizeof path, name);
@@ -17,10 +17,12 @@ ListFile read_list_file(const char *name, Severity unreadable)
     if (contents.bytes != nullptr) {
         file.content = {contents.bytes, contents.size};
     }
-    if (contents.error != nullptr) {
-        report(unreadable, name, 0, "is there, but cannot be read: %s", contents.error);
-    } else if (file.there && !path_allows(path, MAY_READ)) {
-        report(unreadable, name, 0, "is there, but this user cannot read it");
+    const char *why = contents.error;
+    if (why == nullptr && file.there && !path_allows(path, MAY_READ)) {
+        why = "this user may not";
+    }
+    if (why != nullptr) {
+        report(unreadable, name, 0, "cannot be read (%s): %s", why, otherwise);
     }
     return file;
 }

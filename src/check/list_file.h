@@ -13,8 +13,9 @@ struct ListFile {
 };
 
 // Reads the file. One that is there and cannot be read, by the check or by the user who
-// is asked about, is reported.
-ListFile read_list_file(const char *name, Severity unreadable = FOUND_ERROR);
+// is asked about, is reported with what the server does then.
+ListFile read_list_file(const char *name, const char *otherwise,
+                        Severity unreadable = FOUND_ERROR);
 
 // What is found in a list is at most a warning while the setting does not switch it on.
 Severity severity_in_list(Setting setting, Severity severity);

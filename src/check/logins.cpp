@@ -174,7 +174,8 @@ void check_logins()
                "SMTPAUTHENTICATION=1 without ESMTP=1: no stock client can log in");
     }
     const ListFile file =
-        read_list_file(LOGINS_FILE, severity_in_list(SETTING_ESMTP, FOUND_ERROR));
+        read_list_file(LOGINS_FILE, "nobody can log in while ESMTP is set",
+                       severity_in_list(SETTING_ESMTP, FOUND_ERROR));
     if (!file.there) {
         if (asked) {
             report(FOUND_WARNING, file.name, 0, "is missing: any password is taken");

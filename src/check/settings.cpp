@@ -124,7 +124,7 @@ void check_together()
 
 void check_settings()
 {
-    const ListFile file = read_list_file(SETTINGS_FILE);
+    const ListFile file = read_list_file(SETTINGS_FILE, "the server does not start");
     if (!file.there) {
         report(FOUND_WARNING, file.name, 0,
                "is missing: every setting has its default value");

@@ -101,7 +101,7 @@ void check_address(const ProfileLine &line)
 
 void check_users()
 {
-    const ListFile file = read_list_file(USERS_FILE);
+    const ListFile file = read_list_file(USERS_FILE, "nobody is a local user");
     const int looked_at = users_looked_at();
     ProfileLine section{};
     int last = -1;
