@@ -186,7 +186,8 @@ class Manager
         path.copy(address.sun_path, sizeof address.sun_path - 1);
         const timeval wait{5, 0};
         setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-        bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address);
+        EXPECT_EQ(0,
+                  bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address));
     }
     ~Manager()
     {
