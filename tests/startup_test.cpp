@@ -2,6 +2,7 @@
 
 #include "installation.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 
@@ -221,6 +222,14 @@ TEST_F(Startup, TheServiceManagerHearsOfReadinessOfLifeAndOfTheEnd)
     for (int i = 0; i < 4; i++) {
         EXPECT_EQ("WATCHDOG=1", manager.hears());
     }
+    EXPECT_EQ(1, start_and_wait({"env", address}));
+    std::string failure = manager.hears();
+    while (failure == "WATCHDOG=1") { // of the first copy
+        failure = manager.hears();
+    }
+    EXPECT_EQ("STATUS=Cannot listen on [ALL ADDRESSES], port [" + std::to_string(port_) +
+                  "]\nERRNO=" + std::to_string(EADDRINUSE),
+              failure);
     EXPECT_EQ(0, stop());
 }
 

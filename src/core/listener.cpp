@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "core/socket_window.h"
 #include "log/activity_log.h"
+#include "platform/service.h"
 #include "platform/store.h"
 #include "ui/resource_ids.h"
 
@@ -67,6 +68,15 @@ void show_address(const ListenAddress &local, char *selected)
     }
 }
 
+void tell_service_manager(const ListenAddress &local, int error)
+{
+    char status[STATUS_TEXT_SIZE];
+    format_text(status, sizeof status, "Cannot listen on [%s], port [%d]",
+                local.address == ADDRESS_ANY ? "ALL ADDRESSES" : local.text,
+                gateway.listen_port);
+    service_has_failed(status, error);
+}
+
 // Binds the socket to the chosen address and listens. False with the reason logged.
 bool listen_at(char *address, const HostAddresses &host)
 {
@@ -75,6 +85,7 @@ bool listen_at(char *address, const HostAddresses &host)
     show_address(local, address);
     if (!socket_bind(gateway.listener, local.address,
                      static_cast<uint16_t>(gateway.listen_port))) {
+        tell_service_manager(local, socket_last_error());
         give_up();
         log_stamped(WEIGHT_FAILURE, "SMTP: Error - Unable to create named socket");
         log_flush();

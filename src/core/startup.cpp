@@ -83,6 +83,7 @@ void tell_settings_error(const char *error)
 {
     char text[128];
     format_text(text, sizeof text, "The settings file cannot be read: %s", error);
+    service_has_failed(text, 0);
     message_box(nullptr, text, "Quillon Email-to-Fax SMTP gateway", BOX_EXCLAMATION);
 }
 

@@ -5,6 +5,10 @@
 // The server serves; `status` is what the manager shows of it.
 void service_is_ready(const char *status);
 
+// The server cannot serve: the manager keeps showing why, with the system's words for the
+// error number, when that is not 0.
+void service_has_failed(const char *status, int error);
+
 // Whether standard output, or standard error, goes straight into the manager's journal.
 bool journal_takes_output();
 bool journal_takes_errors();

@@ -108,6 +108,17 @@ void service_is_ready(const char *status)
     tell_manager(state, 0);
 }
 
+void service_has_failed(const char *status, int error)
+{
+    char state[STATE_SIZE];
+    const int length = snprintf(state, sizeof state, "STATUS=%s", status);
+    if (error != 0) {
+        const auto used = static_cast<size_t>(length);
+        snprintf(state + used, sizeof state - used, "\nERRNO=%d", error);
+    }
+    tell_manager(state, 0);
+}
+
 void service_is_stopping()
 {
     tell_manager("STOPPING=1", 0);
