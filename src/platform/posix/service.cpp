@@ -111,11 +111,11 @@ void service_is_ready(const char *status)
 void service_has_failed(const char *status, int error)
 {
     char state[STATE_SIZE];
-    const int length = snprintf(state, sizeof state, "STATUS=%s", status);
+    char number[32] = "";
     if (error != 0) {
-        const auto used = static_cast<size_t>(length);
-        snprintf(state + used, sizeof state - used, "\nERRNO=%d", error);
+        snprintf(number, sizeof number, "\nERRNO=%d", error);
     }
+    snprintf(state, sizeof state, "STATUS=%s%s", status, number);
     tell_manager(state, 0);
 }
 
