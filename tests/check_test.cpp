@@ -243,8 +243,9 @@ TEST_F(Check, DomainsAndUsersThatAreNeverFound)
          "http://x.com,\r\nta\tb.com,\r\n;no,\r\na b,",
          2,
          {":1: warning: [firm.example] never matches: there is no comma",
-          ":3: warning: [a.example,b.example], all before the last comma, never matches: "
-          "it is looked up as [a.exampleb.example]",
+          (":3: warning: [a.example,b.example], all before the last comma, never "
+           "matches: "
+           "it is looked up as [a.exampleb.example]"),
           ":4: warning: [@at.com] never", ":5: warning: [*.wild.com] never",
           ":6: warning: [http://x.com] never matches: it is looked up as [http//x.com]",
           ":7: warning: [ta?b.com] never", ":8: warning: [;no] never",
