@@ -135,6 +135,9 @@ TEST_F(Log, IsTrimmedToWholeLinesWhenItHasGrownTooLarge)
     put(LOG, lines);
     EXPECT_EQ(0, trim_log_file(log.c_str())); // exactly the limit
     put(LOG, "a" + lines);
+    set("MINSIZE=1\nMAXSIZE=2048\n"); // held to what a size can be
+    EXPECT_EQ(0, trim_log_file(log.c_str()));
+    set("MINSIZE=1\nMAXSIZE=2\n");
     fs::rename(path("LOG"), path("AWAY"));
     EXPECT_EQ(0, trim_log_file(log.c_str())); // nowhere to put what is kept
     fs::rename(path("AWAY"), path("LOG"));
@@ -180,7 +183,8 @@ TEST_F(Log, IsTrimmedToWholeLinesWhenItHasGrownTooLarge)
 
 TEST_F(Installation, LogAndReceivedHeaderCarryTheZonesTimeInEnglish)
 {
-    start({"env", "TZ=XYZ-5:30", "LC_ALL=de_DE.UTF-8", "LANGUAGE=de"});
+    start({"env", "TZ=<ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789ABCD>-5:30",
+           "LC_ALL=de_DE.UTF-8", "LANGUAGE=de"});
     const time_t now = time(nullptr);
     Client client = with_recipient("127.0.0.7");
     settings("VERSION=9.9\r\n"); // no BUILDDATE any more
@@ -188,7 +192,8 @@ TEST_F(Installation, LogAndReceivedHeaderCarryTheZonesTimeInEnglish)
     client.asks(".");
     const std::regex header(
         R"(Received: from 127\.0\.0\.7 on ([A-Z][a-z]{2} [A-Z][a-z]{2} [0-3]\d )"
-        R"([0-2]\d:[0-5]\d:[0-5]\d \d{4}) XYZ\r\n\tby Quillon email-to-fax SMTP server )"
+        R"([0-2]\d:[0-5]\d:[0-5]\d \d{4}) ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789ABCD\r\n)"
+        R"(\tby Quillon email-to-fax SMTP server )"
         R"(v9\.9, Build: Unspecified\r\n\tusing SMTP \(Quillon SMTP Server v2\.61\.00 )"
         R"(Build: 1 January,2005\)\r\n)");
     const std::string text = spooled(".txt");

@@ -10,6 +10,7 @@
 #include <future>
 
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <sched.h>
 #include <sys/socket.h>
 
@@ -77,6 +78,29 @@ class ListenAddresses : public Installation
 
     int home_ = -1;
 };
+
+// As the hosts file has it, or a resolver that does not answer.
+TEST_F(ListenAddresses, AndTheOfficialNameAreTheHosts)
+{
+    put("hosts", "127.0.0.1 localhost\n127.0.1.1 fax1.example.com fax1\n");
+    put("resolv.conf", "nameserver 127.0.0.9\n");
+    const int resolver = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in silent{AF_INET, htons(53), {htonl(0x7F000009)}, {}};
+    EXPECT_EQ(0, bind(resolver, reinterpret_cast<sockaddr *>(&silent), sizeof silent));
+    for (const std::string name : {"fax1", "fax9"}) {
+        const std::string own =
+            "mount --bind hosts /etc/hosts && mount --bind resolv.conf "
+            "/etc/resolv.conf && hostname " +
+            name + " && exec \"$0\"";
+        settings("");
+        launch({"unshare", "-mu", "sh", "-c", own});
+        EXPECT_TRUE(comes_true([&] { return connect_from().socket() >= 0; }, 4000));
+        EXPECT_EQ("220 [" + name + (name == "fax1" ? ".example.com" : "") + "]",
+                  connect_from().hears().substr(0, name == "fax1" ? 22 : 10));
+        stop();
+    }
+    close(resolver);
+}
 
 TEST_F(ListenAddresses, AreChosenByTheSettingsAndTheHostsAddresses)
 {

@@ -46,7 +46,7 @@ bool load_list()
         return false;
     }
     const auto size =
-        static_cast<size_t>(std::max<int64_t>(file_size_of(ACCEPTED_FILE), 0));
+        static_cast<size_t>(std::max<int64_t>(file_size(ACCEPTED_FILE), 0));
     std::string content;
     try {
         content.reserve(size);

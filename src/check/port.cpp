@@ -37,11 +37,11 @@ bool is_said_by_us(const char *line)
 void report_taken(int port, const char *address, uint32_t local)
 {
     char line[LINE_SIZE];
-    const int64_t log_size = file_size_of(LOG_FILE);
+    const int64_t log_size = file_size(LOG_FILE);
     const bool answers =
         first_line_of(local, static_cast<uint16_t>(port), PATIENCE, line, sizeof line);
     const bool ours = answers && is_said_by_us(line);
-    if (ours && file_size_of(LOG_FILE) != log_size) {
+    if (ours && file_size(LOG_FILE) != log_size) {
         report(FOUND_NOTE, nullptr, 0, "port %d of %s: the server is running", port,
                address);
     } else if (ours) {

@@ -4,6 +4,7 @@
 #include "base/settings.h"
 #include "platform/files.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstdint>
 #include <cstring>
@@ -15,10 +16,11 @@ constexpr size_t LINE_PIECE = 511;  // bytes of a line taken at a time
 constexpr size_t SHORTEST_KEPT = 3; // shorter ones, such as a bare CR LF, are left out
 constexpr size_t BUFFER_SIZE = 65536;
 
-// Megabytes to bytes in signed 32-bit arithmetic.
-int32_t bytes_of(int megabytes)
+// A number of megabytes, held within its limits, in bytes.
+int32_t bytes_of(Setting setting)
 {
-    return static_cast<int32_t>(static_cast<uint32_t>(megabytes) << 20);
+    const SettingRow &row = SETTING_ROWS[setting];
+    return std::clamp(read_setting(setting), row.lowest, row.highest) << 20;
 }
 
 // Reads a file line by line.
@@ -106,11 +108,11 @@ bool copy_tail(FileHandle log, FileHandle temporary)
 
 int trim_log_file(const char *path)
 {
-    const int64_t size = file_size_of(path);
-    const int32_t kept = bytes_of(read_setting(SETTING_MINSIZE));
-    const int32_t limit = bytes_of(read_setting(SETTING_MAXSIZE));
+    const int64_t size = file_size(path);
+    const int32_t kept = bytes_of(SETTING_MINSIZE);
+    const int32_t limit = bytes_of(SETTING_MAXSIZE);
     // A cut point outside the file gives nothing sound to keep: it stays as it is.
-    if (size < 0 || size <= limit || kept < 0 || kept >= size) {
+    if (size < 0 || size <= limit || kept >= size) {
         return 0;
     }
     const FileHandle log = file_open(path, FILE_READ);

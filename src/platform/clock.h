@@ -13,7 +13,7 @@ struct LocalTime {
     int day;     // of the month, 1 to 31
     int weekday; // 0 is Sunday
     int hour, minute, second;
-    char zone[32]; // abbreviation of the standard or daylight name in force, or empty
+    const char *zone; // abbreviation of the standard or daylight name in force, or empty
 };
 
 // Milliseconds since the machine started; wraps after 49.7 days. Never set back.

@@ -83,7 +83,7 @@ bool file_delete_exact(const char *path);
 bool file_is_there(const char *path);
 
 // Size in bytes from the directory entry, -1 when there is none.
-int64_t file_size_of(const char *path);
+int64_t file_size(const char *path);
 
 // Whether the last failure was that a file of that name is there already (FILE_NEW).
 bool file_name_was_taken();

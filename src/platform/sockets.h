@@ -25,10 +25,11 @@ inline constexpr char SOCKET_LIBRARY[] = "POSIX sockets";
 // The host's own name, without resolving it. 0, or -1 when it cannot be had.
 int host_name_of_machine(char *name, int size);
 
-// Looks the host's own name up: writes its official name (at most `size` bytes with
-// the NUL) and its first IPv4 address in network byte order, and returns how many
-// addresses it has: those of the running interfaces other than loopback. 0 when the
-// look-up fails. `official` and `first` are then unchanged.
+// Looks the host's own name up: writes its official name (at most `size` bytes with the
+// NUL), which stays as it is when the resolver gives none within two seconds, and its
+// first IPv4 address in network byte order. Returns how many addresses it has: those of
+// the running interfaces other than loopback. 0, with `first` unchanged, when it has
+// none.
 int host_look_up(const char *name, char *official, int size, uint32_t *first);
 
 // Dotted text to an address in network byte order; 255.255.255.255 when the text is
@@ -90,6 +91,9 @@ void socket_close(Socket socket);
 // The system's number for the last failure of a call of this header, and what it means
 // for a bind.
 int socket_last_error();
+
+// Its reason, as an English text.
+const char *socket_failure();
 enum BindFailure {
     BIND_ADDRESS_TAKEN,
     BIND_NOT_PERMITTED,

@@ -18,7 +18,7 @@ constexpr size_t EXTENSION_LENGTH = 4;
 
 // Makes a file that nobody else has, named by the time, the tick count and the number of
 // the try: the test for the name and its creation are one step.
-FileHandle make_spool_file(const char *directory, char *name, int size)
+FileHandle make_spool_name(const char *directory, char *name, int size)
 {
     // Under load many names are made in one tick: the search goes on after the last.
     static unsigned last_seconds;
@@ -62,7 +62,7 @@ FileHandle spool_files_create(MailTransaction &mail, const char *directory_name)
     char envelope[SPOOL_NAME_SIZE];
     FileHandle file = NO_FILE;
     if (path_below(directory, sizeof directory, directory_name)) {
-        file = make_spool_file(directory, envelope, SPOOL_NAME_SIZE);
+        file = make_spool_name(directory, envelope, SPOOL_NAME_SIZE);
     }
     if (file == NO_FILE) {
         log_line(WEIGHT_FAILURE,

@@ -2,8 +2,6 @@
 
 #include <ctime>
 
-#include <cstring>
-
 uint32_t tick_count()
 {
     timespec now;
@@ -37,7 +35,6 @@ const LocalTime &local_time()
     local.hour = calendar.tm_hour;
     local.minute = calendar.tm_min;
     local.second = calendar.tm_sec;
-    const char *zone = calendar.tm_zone != nullptr ? calendar.tm_zone : "";
-    strncpy(local.zone, zone, sizeof local.zone - 1);
+    local.zone = calendar.tm_zone != nullptr ? calendar.tm_zone : "";
     return local;
 }

@@ -237,10 +237,10 @@ bool file_delete_exact(const char *path)
 
 bool file_is_there(const char *path)
 {
-    return file_size_of(path) >= 0;
+    return file_size(path) >= 0;
 }
 
-int64_t file_size_of(const char *path)
+int64_t file_size(const char *path)
 {
     char native[NATIVE_SIZE];
     if (!native_name(path, native, sizeof native)) {

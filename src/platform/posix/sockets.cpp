@@ -1,6 +1,8 @@
 #include "platform/sockets.h"
 
+#include "platform/posix/error_text.h"
 #include "platform/posix/events.h"
+#include "platform/posix/official_name.h"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -13,7 +15,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 namespace
@@ -99,6 +100,7 @@ int host_name_of_machine(char *name, int size)
 
 int host_look_up(const char *name, char *official, int size, uint32_t *first)
 {
+    find_official_name(name, official, size);
     ifaddrs *list = nullptr;
     if (!succeeded(getifaddrs(&list) == 0)) {
         return 0;
@@ -110,9 +112,6 @@ int host_look_up(const char *name, char *official, int size, uint32_t *first)
         }
     }
     freeifaddrs(list);
-    if (count > 0 && official != name) {
-        snprintf(official, static_cast<size_t>(size), "%s", name);
-    }
     return count;
 }
 
@@ -266,6 +265,11 @@ void socket_close(Socket socket)
 int socket_last_error()
 {
     return last_error;
+}
+
+const char *socket_failure()
+{
+    return error_text(last_error);
 }
 
 BindFailure socket_bind_failure()
