@@ -3,6 +3,7 @@
 //
 // Input: section, key and value, a line each, and the file's text.
 #include "fuzz_installation.h"
+#include "platform/ascii.h"
 #include "platform/posix/profile_text.h"
 
 #include <algorithm>
