@@ -9,7 +9,7 @@ namespace
 
 size_t place_in_ring(const Window &list, size_t index)
 {
-    assert(index < list.entry_count && list.entry_count <= list.entries.size());
+    assert(index < list.entries.size() && list.entry_count <= list.entries.size());
     return (list.first_entry + index) % list.entries.size();
 }
 
