@@ -156,6 +156,9 @@ inline constexpr int BOX_NO = 7;
 // The button pressed, or BOX_NOT_SHOWN. `caption` null: the platform's own.
 int message_box(Window *owner, const char *text, const char *caption, unsigned style);
 
+// Brings the box with this text to the front. False when none is open.
+bool message_box_to_front(const char *text);
+
 // --- Menus
 
 struct Menu;

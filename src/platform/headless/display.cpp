@@ -131,6 +131,11 @@ void display_list_client_size(const Window &list, int *width, int *height)
     *height = list.place.bottom - list.place.top;
 }
 
+bool message_box_to_front(const char *)
+{
+    return false; // no box stays open
+}
+
 int message_box(Window *, const char *text, const char *caption, unsigned style)
 {
     if (headless_operator.message_box != nullptr) {

@@ -8,18 +8,25 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPointer>
 #include <QWindow>
 
+#include <cassert>
+#include <string>
+#include <vector>
+
 namespace
 {
 
 struct OpenBox {
+    const std::string text;
     QPointer<QMessageBox> box;
-    int button = BOX_NOT_SHOWN;
 };
+
+std::vector<OpenBox *> open_boxes; // the one opened last at the end
 
 struct OpenPopup {
     bool closed = false;
@@ -62,6 +69,15 @@ void wake_model()
     post_message(nullptr, MESSAGE_EMPTY, 0, 0);
 }
 
+// The text breaks at its line ends only; the toolkit would wrap it at 500 pixels.
+void keep_lines(QMessageBox &box)
+{
+    if (auto *label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_label"))) {
+        const QSize size = label->fontMetrics().size(0, box.text());
+        label->setMinimumWidth(size.width() + 2 * label->margin());
+    }
+}
+
 QMessageBox *make_box(Window *owner, const char *text, const char *caption,
                       unsigned style)
 {
@@ -69,6 +85,7 @@ QMessageBox *make_box(Window *owner, const char *text, const char *caption,
     auto *box = new QMessageBox(parent);
     box->setTextFormat(Qt::PlainText);
     box->setText(to_qt(text));
+    keep_lines(*box);
     box->setWindowTitle(caption != nullptr ? to_qt(caption) : QStringLiteral("Error"));
     box->setIcon((style & BOX_QUESTION) != 0      ? QMessageBox::Question
                  : (style & BOX_EXCLAMATION) != 0 ? QMessageBox::Warning
@@ -97,6 +114,12 @@ int pressed_button(const QMessageBox &box)
     }
 }
 
+void to_front(QWidget &box)
+{
+    box.raise();
+    box.activateWindow();
+}
+
 // A Wayland compositor takes a menu without a parent for a window of its own: one that
 // keeps its size, and goes when another one is used. Beside a window that has the focus
 // it is a menu, which leaves the focus there.
@@ -122,23 +145,37 @@ int message_box(Window *owner, const char *text, const char *caption, unsigned s
         return BOX_NOT_SHOWN;
     }
     const ArrowCursor arrow;
-    OpenBox open;
-    open.box = make_box(owner, text, caption, style);
+    OpenBox open{text, make_box(owner, text, caption, style)};
     QObject::connect(open.box, &QDialog::finished, wake_model);
     QObject::connect(open.box, &QObject::destroyed, wake_model);
     open.box->show();
     if ((style & (BOX_TOPMOST | BOX_SYSTEM_MODAL)) != 0) {
         keep_above_others(*open.box, true);
     }
-    open.box->raise();
-    open.box->activateWindow();
-    if (model_run_until(is_answered, &open) && !open.box.isNull()) {
-        open.button = pressed_button(*open.box);
-    }
+    to_front(*open.box);
+
+    open_boxes.push_back(&open);
+    const bool goes_on = model_run_until(is_answered, &open);
+    assert(open_boxes.back() == &open); // those opened later have ended
+    open_boxes.pop_back();
+
+    const bool answered = goes_on && !open.box.isNull() && !open.box->isVisible();
+    const int button = answered ? pressed_button(*open.box) : BOX_NOT_SHOWN;
     if (screen_is_there()) {
         delete open.box;
     }
-    return open.button;
+    return button;
+}
+
+bool message_box_to_front(const char *text)
+{
+    for (const OpenBox *open : open_boxes) {
+        if (open->text == text && !open->box.isNull() && screen_is_there()) {
+            to_front(*open->box);
+            return true;
+        }
+    }
+    return false;
 }
 
 int display_track_popup(Menu &menu)
@@ -151,8 +188,10 @@ int display_track_popup(Menu &menu)
     if (x11_connection() == nullptr) {
         make_window_of(view);
     }
+    Mnemonics mnemonics;
     for (const MenuItem &item : menu.items) {
-        view.addAction(to_qt(item.text), [&open, id = item.id] { open.chosen = id; });
+        view.addAction(mnemonics.label(item.text),
+                       [&open, id = item.id] { open.chosen = id; });
     }
     QObject::connect(&view, &QMenu::aboutToHide, [&open] {
         open.closed = true;

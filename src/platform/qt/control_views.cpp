@@ -7,6 +7,7 @@
 #include "platform/qt/thin_frame.h"
 #include "platform/window_model/display.h"
 
+#include <QAccessible>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
@@ -120,6 +121,16 @@ QWidget *make_label(const Window &control, QWidget *parent)
     return label;
 }
 
+// A paragraph grows downwards where the font's lines stand further apart than its
+// characters are high, from which the dialog unit is taken.
+void make_room(QLabel &label, const QRect &place)
+{
+    if (label.wordWrap()) {
+        label.resize(place.width(),
+                     std::max(place.height(), label.heightForWidth(place.width())));
+    }
+}
+
 QWidget *make_edit(const Window &control, QWidget *parent)
 {
     auto *edit = new QLineEdit(parent);
@@ -184,11 +195,12 @@ void update_control_text(Window &control)
     const QString text = to_qt(control.text);
     if (auto *label = dynamic_cast<QLabel *>(widget)) {
         label->setText(text);
+        make_room(*label, place_of(control));
     } else if (auto *edit = dynamic_cast<QLineEdit *>(widget)) {
         edit->setText(text);
         edit->setCursorPosition(0);
     } else if (auto *button = dynamic_cast<QPushButton *>(widget)) {
-        button->setText(text);
+        button->setText(Mnemonics().label(control.text));
     } else {
         widget->setAccessibleName(text);
     }

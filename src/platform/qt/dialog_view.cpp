@@ -15,9 +15,13 @@
 #include <QKeyEvent>
 #include <QMenuBar>
 #include <QPainter>
+#include <QProxyStyle>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QWindow>
+
+#include <cassert>
 
 namespace
 {
@@ -43,7 +47,30 @@ class ClientView : public QWidget
     Window &dialog_;
 };
 
+// The Alt key leads to the menu bar in every style.
+class AltKeyStyle : public QProxyStyle
+{
+  public:
+    int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
+                  QStyleHintReturn *more) const override
+    {
+        return hint == SH_MenuBar_AltKeyNavigation
+                   ? 1
+                   : QProxyStyle::styleHint(hint, option, widget, more);
+    }
+};
+
 } // namespace
+
+void label_menu(const Menu &menu)
+{
+    Mnemonics mnemonics;
+    const QList<QAction *> actions = static_cast<QMenu *>(menu.view)->actions();
+    assert(actions.size() == static_cast<qsizetype>(menu.items.size()));
+    for (qsizetype i = 0; i < actions.size(); i++) {
+        actions[i]->setText(mnemonics.label(menu.items[static_cast<size_t>(i)].text));
+    }
+}
 
 DialogView::DialogView(Window &dialog)
     : QWidget(nullptr,
@@ -76,27 +103,34 @@ void DialogView::make_menu_bar(int height)
     auto *bar = new QMenuBar(this);
     bar->setNativeMenuBar(false);
     bar->setGeometry(0, 0, width(), height);
-    for (size_t i = 0; i < dialog_.menu_bar.size(); i++) {
-        make_popup(bar, dialog_.menu_bar[i], static_cast<int>(i));
+    Mnemonics mnemonics;
+    int position = 0;
+    for (const MenuBarEntry &entry : dialog_.menu_bar) {
+        const QString label = mnemonics.label(entry.text);
+        if (entry.popup == nullptr) {
+            bar->addAction(label, this,
+                           [this, id = entry.id] { model_dialog_command(dialog_, id); });
+        } else {
+            make_popup(bar->addMenu(label), entry.popup.get(), position);
+        }
+        position++;
     }
+    auto *style = new AltKeyStyle;
+    style->setParent(bar);
+    bar->setStyle(style);
+    auto *f10 = new QShortcut(Qt::Key_F10, this);
+    connect(f10, &QShortcut::activated, bar,
+            [bar] { bar->setActiveAction(bar->actions().constFirst()); });
 }
 
-void DialogView::make_popup(QMenuBar *bar, MenuBarEntry &entry, int position)
+void DialogView::make_popup(QMenu *view, Menu *menu, int position)
 {
-    if (entry.popup == nullptr) {
-        bar->addAction(to_qt(entry.text), this,
-                       [this, id = entry.id] { model_dialog_command(dialog_, id); });
-        return;
-    }
-    QMenu *view = bar->addMenu(to_qt(entry.text));
-    Menu *menu = entry.popup.get();
     menu->view = view;
     for (const MenuItem &item : menu->items) {
-        QAction *action = view->addAction(to_qt(item.text), this, [this, id = item.id] {
-            model_dialog_command(dialog_, id);
-        });
-        action->setData(item.id);
+        view->addAction(QString(), this,
+                        [this, id = item.id] { model_dialog_command(dialog_, id); });
     }
+    label_menu(*menu);
     connect(view, &QMenu::aboutToShow, this, [this, menu, position] {
         send_message(&dialog_, MESSAGE_INIT_MENU_POPUP, reinterpret_cast<Param>(menu),
                      position);

@@ -4,9 +4,13 @@
 #include <QMargins>
 #include <QWidget>
 
-class QMenuBar;
+class QMenu;
 struct Window;
+struct Menu;
 struct MenuBarEntry;
+
+// Gives the items of a menu bar's popup their labels.
+void label_menu(const Menu &menu);
 
 class DialogView : public QWidget
 {
@@ -33,7 +37,7 @@ class DialogView : public QWidget
 
   private:
     void make_menu_bar(int height);
-    void make_popup(QMenuBar *bar, MenuBarEntry &entry, int position);
+    void make_popup(QMenu *view, Menu *menu, int position);
     void place_to_record();
 
     Window &dialog_;

@@ -1,5 +1,7 @@
 #include "platform/qt/list_accessible.h"
 
+#include <memory>
+
 namespace
 {
 
@@ -106,8 +108,8 @@ QAccessibleInterface *AccessibleList::child(int index) const
     const uint64_t number = view_.number_of(index);
     const auto [row, is_new] = rows_.try_emplace(number);
     if (is_new) {
-        row->second =
-            QAccessible::registerAccessibleInterface(new AccessibleRow(view_, number));
+        auto made = std::make_unique<AccessibleRow>(view_, number);
+        row->second = QAccessible::registerAccessibleInterface(made.release());
     }
     return QAccessible::accessibleInterface(row->second);
 }

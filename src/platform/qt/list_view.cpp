@@ -331,13 +331,14 @@ void ListView::focusOutEvent(QFocusEvent *)
 
 void ListView::paint_entry(QPainter &painter, int index, const QRect &place) const
 {
-    const QPalette::ColorGroup group = hasFocus() ? QPalette::Active : QPalette::Inactive;
-    const bool selected = is_selected(index);
-    if (selected) {
+    QColor colour = palette().color(QPalette::Text);
+    if (is_selected(index)) {
+        const QPalette::ColorGroup group =
+            hasFocus() ? QPalette::Active : QPalette::Inactive;
         painter.fillRect(place, palette().brush(group, QPalette::Highlight));
+        colour = palette().color(group, QPalette::HighlightedText);
     }
-    painter.setPen(
-        palette().color(group, selected ? QPalette::HighlightedText : QPalette::Text));
+    painter.setPen(colour);
     const int x = MARGIN - horizontalScrollBar()->value();
     painter.drawText(QPoint(x, place.top() + fontMetrics().ascent() + LINE_SPACE / 2),
                      text_of(index));

@@ -15,6 +15,22 @@ QString to_qt(std::string_view text)
     return result.remove(QLatin1Char('\r'));
 }
 
+QString Mnemonics::label(std::string_view text)
+{
+    QString result = to_qt(text);
+    for (const bool first_only : {true, false}) {
+        for (qsizetype i = 0; i < result.size(); i++) {
+            const bool is_first = i == 0 || result[i - 1].isSpace();
+            const QChar letter = result[i].toLower();
+            if (letter.isLetter() && is_first >= first_only && !taken_.contains(letter)) {
+                taken_ += letter;
+                return result.insert(i, QLatin1Char('&'));
+            }
+        }
+    }
+    return result;
+}
+
 QString to_qt_shown(const char *text)
 {
     std::string shown;

@@ -130,21 +130,10 @@ void display_repaint(Window &window)
     }
 }
 
-void display_menu_text_changed(Menu &menu, int item_id)
+void display_menu_text_changed(Menu &menu, int)
 {
-    auto *view = static_cast<QMenu *>(menu.view);
-    if (view == nullptr || !screen_is_there()) {
-        return;
-    }
-    for (const MenuItem &item : menu.items) {
-        if (item.id != item_id) {
-            continue;
-        }
-        for (QAction *action : view->actions()) {
-            if (action->data().toInt() == item_id) {
-                action->setText(to_qt(item.text));
-            }
-        }
+    if (menu.view != nullptr && screen_is_there()) {
+        label_menu(menu);
     }
 }
 
