@@ -79,7 +79,7 @@ Param handle_message(Window *window, unsigned message, Param first, Param second
     case MESSAGE_COMMAND:
         return command(window, first);
     case MESSAGE_TIMER:
-        timer_tick();
+        timer_tick(static_cast<int>(first));
         return default_window_procedure(window, message, first, second);
     case TRAY_CALLBACK:
         tray_icon_event(window, first, second);

@@ -18,11 +18,14 @@ namespace
 {
 
 constexpr int TICKS_BETWEEN_SWEEPS = 5;
+constexpr uint32_t LONGEST_SWEEP = 20; // milliseconds of one event
+constexpr int SWEEP_PAUSE = 10;        // milliseconds
 constexpr int NUMBER_TEXT_SIZE = 128;
 constexpr int TITLE_SIZE = 256;
 
 bool first_tick = true;
 int32_t sweep_counter;
+int sweep_timer; // of a sweep that is not done; 0: none
 
 bool bind_has_changed()
 {
@@ -98,22 +101,45 @@ bool has_expired(const ClientSession *session)
     return idle / 1000 > gateway.socket_timeout;
 }
 
-void sweep()
+void close_idle(ClientSession *session)
 {
+    log_stamped(WEIGHT_WARNING, "SMTP: [%s] Socket timeout expired - closing socket",
+                session->peerText);
+    body_abandon(session);
+    // Not logged, as Disconnect would.
+    const MailTransaction &mail = session->mail;
+    spool_files_remove({mail.spoolTemp, mail.spoolText, mail.spoolEnvelope});
+    Disconnect(session);
+}
+
+// Closes the idle connections, or as many as others can be kept waiting for. Whether that
+// was all.
+bool sweep()
+{
+    const uint32_t began = tick_count();
     ClientSession *following = nullptr;
     for (ClientSession *session = session_next(nullptr); session != nullptr;
          session = following) {
         following = session_next(session);
-        if (!has_expired(session)) {
-            continue;
+        if (has_expired(session)) {
+            close_idle(session);
+            if (tick_count() - began > LONGEST_SWEEP) {
+                return false;
+            }
         }
-        log_stamped(WEIGHT_WARNING, "SMTP: [%s] Socket timeout expired - closing socket",
-                    session->peerText);
-        body_abandon(session);
-        // Not logged, as Disconnect would.
-        const MailTransaction &mail = session->mail;
-        spool_files_remove({mail.spoolTemp, mail.spoolText, mail.spoolEnvelope});
-        Disconnect(session);
+    }
+    return true;
+}
+
+// Goes on after a pause in which others are served, until the sweep is done.
+void sweep_in_parts()
+{
+    if (sweep_timer != 0) {
+        timer_stop(sweep_timer);
+        sweep_timer = 0;
+    }
+    if (!sweep()) {
+        sweep_timer = timer_start(gateway.mainWindow, SWEEP_PAUSE);
     }
 }
 
@@ -144,8 +170,12 @@ void read_settings_again()
 
 } // namespace
 
-void timer_tick()
+void timer_tick(int timer)
 {
+    if (timer == sweep_timer) {
+        sweep_in_parts();
+        return;
+    }
     if (status_window_shown == 1) {
         update_clock_text(gateway.statusWindow);
     }
@@ -159,7 +189,7 @@ void timer_tick()
     if (++sweep_counter <= TICKS_BETWEEN_SWEEPS) {
         return;
     }
-    sweep();
+    sweep_in_parts();
     read_settings_again();
     sweep_counter = 0;
 }
