@@ -127,12 +127,25 @@ void give_final_name(StoreJob &message, const Directories &directories)
     message.name_was_taken = message.error == EEXIST;
 }
 
-// A directory's own synchronisation: fdatasync may leave new names to the next commit.
+// Whether the file system has given up after an error. XFS then confirms a directory as
+// before, though its names are lost; but it opens nothing any more.
+bool has_given_up(int directory)
+{
+    const int again = openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (again >= 0) {
+        close(again);
+    }
+    return again < 0 && !is_shortage(errno);
+}
+
+// fsync, because fdatasync may leave new names to the next commit.
 void sync_directory(int number, void *directories)
 {
     Directory &directory = static_cast<Directories *>(directories)->all[number];
     if (directory.descriptor >= 0) {
-        directory.error = fsync(directory.descriptor) == 0 ? 0 : errno;
+        const bool synced =
+            fsync(directory.descriptor) == 0 && !has_given_up(directory.descriptor);
+        directory.error = synced ? 0 : errno;
         close(directory.descriptor);
     }
 }
