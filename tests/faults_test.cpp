@@ -100,15 +100,17 @@ class Faults : public Installation
             << open_descriptors() << " descriptors, not " << settled_;
     }
 
-    // And it is the only one.
+    // And it is the only one, and logged.
     void expect_next_is_served()
     {
+        const long before = times_logged("] Connected");
         Client next = connect_from("127.0.0.1");
         EXPECT_EQ("220 ", next.hears().substr(0, 4));
         next.asks("QUIT");
         EXPECT_TRUE(next.is_closed());
         expect_settled();
         EXPECT_FALSE(logs("connections", 0));
+        EXPECT_EQ(before + 1, times_logged("] Connected"));
     }
 
     // A client that goes on as long as it is answered with success. Whether the message

@@ -8,6 +8,7 @@
 #include <cassert>
 #include <cstdint>
 #include <cstring>
+#include <new>
 
 namespace
 {
@@ -104,6 +105,15 @@ bool copy_tail(FileHandle log, FileHandle temporary)
     return output.sound;
 }
 
+FileHandle open_trim_file()
+{
+    try {
+        return file_open(TRIM_FILE, FILE_EMPTY);
+    } catch (const std::bad_alloc &) {
+        return NO_FILE;
+    }
+}
+
 } // namespace
 
 int trim_log_file(const char *path)
@@ -119,7 +129,7 @@ int trim_log_file(const char *path)
     if (log == NO_FILE) {
         return 0;
     }
-    const FileHandle temporary = file_open(TRIM_FILE, FILE_EMPTY);
+    const FileHandle temporary = open_trim_file();
     if (temporary == NO_FILE) {
         file_close(log);
         return 0;

@@ -232,7 +232,11 @@ bool file_delete_exact(const char *path)
     if (errno != ENOENT) {
         return failed(false);
     }
-    return unlink(path_for_exact_name(native).c_str()) == 0 || failed(false);
+    try {
+        return unlink(path_for_exact_name(native).c_str()) == 0 || failed(false);
+    } catch (const std::bad_alloc &) {
+        return false; // as not there under its name, which is all that is known
+    }
 }
 
 bool file_is_there(const char *path)

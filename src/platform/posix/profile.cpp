@@ -169,10 +169,14 @@ WriteResult profile_write(const char *section, const char *key, const char *valu
         return errno == EWOULDBLOCK ? WRITE_LOCKED_OUT : failed();
     }
     // Read again: what another writer did up to the lock counts.
-    std::string text;
-    const bool done =
-        file_read_whole(file, &text) &&
-        replace_content(name, file, profile_with(text, section, key, value));
+    bool done = false;
+    try {
+        std::string text;
+        done = file_read_whole(file, &text) &&
+               replace_content(name, file, profile_with(text, section, key, value));
+    } catch (const std::bad_alloc &) {
+        errno = ENOMEM;
+    }
     const WriteResult result = done ? WRITE_DONE : failed();
     close(file); // and with it the lock
     file_contents_invalidate();

@@ -16,6 +16,7 @@
 #include <cassert>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 namespace
 {
@@ -84,6 +85,16 @@ int receive(int socket, void *bytes, size_t size, int flags)
     last_error = errno;
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ? SOCKET_WOULD_BLOCK
                                                                      : SOCKET_FAILED;
+}
+
+bool is_watched(int socket, int listener)
+{
+    try {
+        return events_watch_accepted(socket, listener);
+    } catch (const std::bad_alloc &) {
+        errno = ENOMEM;
+        return false;
+    }
 }
 
 } // namespace
@@ -193,7 +204,7 @@ Socket socket_accept(Socket listener, char *text, int size)
     if (!succeeded(socket >= 0)) {
         return NO_SOCKET;
     }
-    if (!succeeded(events_watch_accepted(socket, listener))) {
+    if (!succeeded(is_watched(socket, listener))) {
         close(socket);
         return NO_SOCKET;
     }
