@@ -2,7 +2,9 @@
 
 #include "installation.h"
 
+#include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <regex>
 
 using namespace std::string_literals;
@@ -89,12 +91,56 @@ TEST_F(Spool, TheStartNamesWhatAnEarlierRunHasLeft)
         put(base + (i == 10 ? ".env" : ".note"), "");
     }
     put("pending/0123456789abcdef00.env", "");
+    put("mailin/0123456789abcdef00.env", ""); // its message may have been taken just now
+    std::filesystem::last_write_time(path("pending/0123456789abcdef00.env"),
+                                     std::filesystem::file_time_type::clock::now() -
+                                         std::chrono::minutes(2));
     launch();
     EXPECT_TRUE(logs("SMTP: More files of unfinished messages are left in ["));
-    EXPECT_EQ(20, times_logged("An unfinished message of an earlier run is left in") -
-                      times_logged("pending\\0123456789abcdef00.env]"));
+    EXPECT_EQ(20, times_logged("An unfinished message of an earlier run is left in"));
+    EXPECT_EQ(0, times_logged("mailin/"));
     EXPECT_EQ(0, times_logged("abcdef10"));
-    EXPECT_EQ(1, times_logged("pending\\0123456789abcdef00.env]"));
+    EXPECT_EQ(1, times_logged("An envelope without a message is left in [" +
+                              path("pending/0123456789abcdef00.env") + "]"));
+}
+
+TEST_F(Spool, ASenderWhoIsRefusedLeavesNoEnvelopeToTheNextRecipient)
+{
+    start();
+    Client client = greeted();
+    says_ok(client, {"RCPT TO:<fax@firm.example>"});
+    EXPECT_EQ("RCPT TO: <fax@firm.example>\r\n", spooled(".env", "mailin"));
+
+    std::filesystem::rename(path("mailin"), path("away"));
+    EXPECT_EQ("451 ", client.asks("MAIL FROM:<anna@firm.example>").substr(0, 4));
+    says_ok(client, {"MAIL FROM:<anna@firm.example>"});
+    EXPECT_EQ("MAIL FROM: <anna@firm.example>\r\n", spooled(".env"));
+}
+
+TEST_F(Spool, APathOfTwoHundredAndFiftyNineCharactersIsTheLongest)
+{
+    const size_t room =
+        259 - sizeof "/0123456789abcdef00.env" + 1 - sizeof "/qlnemails" + 1;
+    for (const bool fits : {true, false}) {
+        const std::string deep(room + (fits ? 0 : 1) - path("").size(), 'd');
+        std::filesystem::create_directory(path(deep));
+        for (const char *name :
+             {"DATA", "LOGS", "LOG", "qlnemails", "pending", "mailin"}) {
+            std::filesystem::create_directory_symlink(path(name),
+                                                      path(deep + "/" + name));
+        }
+        forget_log();
+        put("stderr", "");
+        launch({"env", "-C", deep});
+        EXPECT_TRUE(logs("Waiting for connection"));
+        const std::string told =
+            "The installation directory's path is too long for files in [qlnemails]";
+        EXPECT_EQ(fits ? "" : told + "\n", content("stderr"));
+        EXPECT_EQ(fits ? 0 : 1, times_logged("SMTP: " + told));
+        EXPECT_EQ(fits ? "250 " : "214 ", // the next command's, where there is no name
+                  greeted().asks("MAIL FROM:<a@b.c>\r\nHELP").substr(0, 4));
+        stop();
+    }
 }
 
 TEST_F(Spool, UnfinishedFilesGoWithTheirClient)

@@ -66,9 +66,11 @@ TEST_F(Startup, AFailedStartSaysWhyAndStampsTheSettingsAllTheSame)
         "the\r\nSMTP server tab of the Email-to-Fax menu option in the\r\nFax Server \n";
     const std::string handle = handle_in_settings();
     EXPECT_EQ(1, start_and_wait()); // the second copy
-    EXPECT_EQ(box, content("stderr"));
+    const std::string reason =
+        "Address 0.0.0.0, port " + std::to_string(port_) + ": Address already in use";
+    EXPECT_EQ(box + reason + "\n", content("stderr"));
     EXPECT_EQ((Lines{"", "", "SMTP: Server operations started...", "SMTP: POSIX sockets",
-                     "SMTP: Error - Unable to create named socket"}),
+                     "SMTP: Error - Unable to create named socket", "SMTP: " + reason}),
               log_lines());
     EXPECT_NE(handle, handle_in_settings());
     greeted().leaves(); // the first copy serves on
@@ -242,7 +244,8 @@ TEST_F(Startup, TheJournalGetsPrioritiesAndNoTimeStampOfOurs)
     const std::string said = content("stdout");
     EXPECT_EQ(0U, said.find("<3>Quillon Email-to-Fax SMTP gateway: The Quillon SMTP "
                             "server cannot be started at this time. It is not able"));
-    EXPECT_NE(std::string::npos, said.find(" Fax Server \n<6>SMTP: Server operations "
-                                           "started...\n<6>SMTP: POSIX sockets\n"
-                                           "<3>SMTP: Error - Unable to create"));
+    EXPECT_NE(std::string::npos,
+              said.find(" Address already in use\n<6>SMTP: Server "
+                        "operations started...\n<6>SMTP: POSIX sockets\n"
+                        "<3>SMTP: Error - Unable to create"));
 }

@@ -1,7 +1,9 @@
 #include "base/paths.h"
 
+#include "base/text.h"
 #include "platform/files.h"
 
+#include <algorithm>
 #include <cstring>
 
 bool path_below(char *path, int size, const char *tail)
@@ -22,6 +24,14 @@ bool path_below(char *path, int size, const char *tail)
     }
     memcpy(path + begin, tail, tail_length + 1);
     return true;
+}
+
+ShellPath shell_path(const char *path)
+{
+    ShellPath shown;
+    const size_t length = copy_text(shown.text, sizeof shown.text, path);
+    std::replace(shown.text, shown.text + length, '\\', '/');
+    return shown;
 }
 
 int does_file_exist(const char *path)

@@ -19,5 +19,11 @@ inline constexpr int PATH_SIZE = DIRECTORY_SIZE + 64; // and any fixed path belo
 // empty path, when that does not fit.
 bool path_below(char *path, int size, const char *tail);
 
+// A path with `/` between all its names, which can be pasted into a shell.
+struct ShellPath {
+    char text[PATH_SIZE];
+};
+ShellPath shell_path(const char *path);
+
 // 1 if a directory entry of that name exists, file or directory, else 0.
 int does_file_exist(const char *path);

@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "core/socket_window.h"
 #include "log/activity_log.h"
+#include "platform/program.h"
 #include "platform/service.h"
 #include "platform/store.h"
 #include "ui/resource_ids.h"
@@ -86,10 +87,17 @@ bool listen_at(char *address, const HostAddresses &host)
     if (!socket_bind(gateway.listener, local.address,
                      static_cast<uint16_t>(gateway.listen_port))) {
         tell_service_manager(local, socket_last_error());
+        char reason[128];
+        char asked[ADDRESS_TEXT_SIZE];
+        address_to_text(local.address, asked, sizeof asked);
+        format_text(reason, sizeof reason, "Address %s, port %d: %s", asked,
+                    gateway.listen_port, socket_failure());
         give_up();
         log_stamped(WEIGHT_FAILURE, "SMTP: Error - Unable to create named socket");
+        log_stamped(WEIGHT_FAILURE, "SMTP: %s", reason);
         log_flush();
         message_box(nullptr, PORT_TEXT, PORT_CAPTION, BOX_EXCLAMATION | BOX_SYSTEM_MODAL);
+        program_error(reason);
         return false;
     }
     if (!socket_listen(gateway.listener, BACKLOG)) {

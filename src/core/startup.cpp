@@ -8,8 +8,10 @@
 #include "core/main_window.h"
 #include "core/tray.h"
 #include "log/activity_log.h"
+#include "platform/program.h"
 #include "platform/service.h"
 #include "spool/leftovers.h"
+#include "spool/spool_files.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
 #include "ui/status_window.h"
@@ -87,6 +89,20 @@ void tell_settings_error(const char *error)
     message_box(nullptr, text, "Quillon Email-to-Fax SMTP gateway", BOX_EXCLAMATION);
 }
 
+void tell_long_paths()
+{
+    for (const char *directory : SPOOL_DIRECTORIES) {
+        if (!spool_names_fit(directory)) {
+            char text[128];
+            format_text(text, sizeof text,
+                        "The installation directory's path is too long for files in [%s]",
+                        directory);
+            log_stamped(WEIGHT_FAILURE, "SMTP: %s", text);
+            program_error(text);
+        }
+    }
+}
+
 bool start()
 {
     cursor_show_waiting(true);
@@ -122,6 +138,7 @@ bool start()
     log_line("%s SMTP: Waiting for connection on port %d...", log_stamp,
              gateway.listen_port);
     start_timer();
+    tell_long_paths();
     log_leftovers();
     log_flush();
     close_requests_go_to(gateway.mainWindow);

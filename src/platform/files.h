@@ -85,6 +85,10 @@ bool file_is_there(const char *path);
 // Size in bytes from the directory entry, -1 when there is none.
 int64_t file_size(const char *path);
 
+// When the content was changed last, in seconds since 1970; -1 when there is no such
+// file.
+int64_t file_time(const char *path);
+
 // Whether the last failure was that a file of that name is there already (FILE_NEW).
 bool file_name_was_taken();
 

@@ -45,7 +45,8 @@ void remove_unfinished(const MailTransaction &mail)
 void refuse(const Delivery &delivery)
 {
     log_stamped(WEIGHT_FAILURE, "SMTP: [%s] Message could not be stored - %s [%s]",
-                delivery.peerText, delivery.reason, delivery.mail.spoolTemp);
+                delivery.peerText, delivery.reason,
+                shell_path(delivery.mail.spoolTemp).text);
     remove_unfinished(delivery.mail);
 }
 
@@ -60,7 +61,8 @@ void keep_undelivered(const Delivery &delivery)
     }
     log_stamped(WEIGHT_FAILURE,
                 "SMTP: [%s] Message could not be handed over, it is kept in [%s] - %s",
-                delivery.peerText, delivery.mail.spoolTemp, delivery.reason);
+                delivery.peerText, shell_path(delivery.mail.spoolTemp).text,
+                delivery.reason);
 }
 
 // Logs what became of the message. Whether it may be answered with a 250.
@@ -87,7 +89,8 @@ bool conclude(const Delivery &delivery)
         log_stamped(WEIGHT_FAILURE,
                     "SMTP: [%s] Message was handed over, but could not be written "
                     "through to the disk - %s [%s]",
-                    delivery.peerText, delivery.reason, delivery.mail.spoolText);
+                    delivery.peerText, delivery.reason,
+                    shell_path(delivery.mail.spoolText).text);
         return false;
     }
     return true;

@@ -3,10 +3,11 @@
 #include "base/paths.h"
 #include "base/text.h"
 #include "log/activity_log.h"
+#include "platform/clock.h"
+#include "platform/files.h"
 #include "spool/spool_files.h"
 
 #include <cstring>
-#include <initializer_list>
 
 namespace
 {
@@ -14,6 +15,7 @@ namespace
 constexpr int LINES_AT_MOST = 20; // in one directory
 constexpr size_t DIGITS_AT_LEAST = 18;
 constexpr size_t EXTENSION_LENGTH = 4;
+constexpr int64_t A_MINUTE = 60; // seconds
 
 struct Listing {
     char directory[PATH_SIZE];
@@ -27,20 +29,46 @@ bool is_spool_name(const char *name, const char *extension)
     return digits >= DIGITS_AT_LEAST && strcmp(name + digits, extension) == 0;
 }
 
-bool has_message(const Listing &listing, const char *envelope)
+// Whether the envelope's transaction has a file with this extension.
+bool has_file(const Listing &listing, const char *envelope, const char *extension)
 {
     char path[PATH_SIZE];
     const int base = static_cast<int>(strlen(envelope) - EXTENSION_LENGTH);
-    format_text(path, sizeof path, "%s\\%.*s.txt", listing.directory, base, envelope);
+    format_text(path, sizeof path, "%s/%.*s%s", listing.directory, base, envelope,
+                extension);
     return does_file_exist(path) != 0;
+}
+
+bool is_old(const Listing &listing, const char *name)
+{
+    char path[PATH_SIZE];
+    format_text(path, sizeof path, "%s/%s", listing.directory, name);
+    return file_time(path) + A_MINUTE <= unix_time();
+}
+
+enum Leftover { NOT_LEFT, UNFINISHED, ENVELOPE_ALONE };
+
+// The fax server may take a message before its envelope, so an envelope alone means
+// something only later.
+Leftover kind_of(const Listing &listing, const char *name)
+{
+    if (is_spool_name(name, ".tmp")) {
+        return UNFINISHED;
+    }
+    if (!is_spool_name(name, ".env") || has_file(listing, name, ".txt")) {
+        return NOT_LEFT;
+    }
+    if (has_file(listing, name, ".tmp")) {
+        return UNFINISHED;
+    }
+    return is_old(listing, name) ? ENVELOPE_ALONE : NOT_LEFT;
 }
 
 bool log_if_left(const char *name, void *context)
 {
     auto *listing = static_cast<Listing *>(context);
-    const bool left = is_spool_name(name, ".tmp") ||
-                      (is_spool_name(name, ".env") && !has_message(*listing, name));
-    if (!left) {
+    const Leftover kind = kind_of(*listing, name);
+    if (kind == NOT_LEFT) {
         return true;
     }
     if (++listing->count > LINES_AT_MOST) {
@@ -50,7 +78,9 @@ bool log_if_left(const char *name, void *context)
         return false;
     }
     log_stamped(WEIGHT_WARNING,
-                "SMTP: An unfinished message of an earlier run is left in [%s\\%s]",
+                kind == UNFINISHED
+                    ? "SMTP: An unfinished message of an earlier run is left in [%s/%s]"
+                    : "SMTP: An envelope without a message is left in [%s/%s]",
                 listing->directory, name);
     return true;
 }
@@ -59,9 +89,11 @@ bool log_if_left(const char *name, void *context)
 
 void log_leftovers()
 {
-    for (const char *name : {SPOOL_MAIL, SPOOL_PENDING, SPOOL_MAIL_IN}) {
+    for (const char *name : SPOOL_DIRECTORIES) {
         Listing listing{};
-        if (path_below(listing.directory, sizeof listing.directory, name)) {
+        char directory[PATH_SIZE];
+        if (path_below(directory, sizeof directory, name)) {
+            copy_text(listing.directory, PATH_SIZE, shell_path(directory).text);
             directory_names(listing.directory, log_if_left, &listing);
         }
     }

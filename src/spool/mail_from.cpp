@@ -9,6 +9,7 @@
 #include "spool/address_token.h"
 #include "spool/domains.h"
 #include "spool/local_users.h"
+#include "spool/message_body.h"
 #include "spool/spool_files.h"
 
 #include <cstring>
@@ -19,8 +20,17 @@ namespace
 // The log line holds at most 511 characters, like the envelope line.
 constexpr size_t SENDER_TEXT_SIZE = 512;
 
+// After a refusal nothing goes onto the envelope of an earlier sender.
+void drop_transaction(ClientSession *session)
+{
+    body_abandon(session);
+    spool_files_remove({session->mail.spoolEnvelope, session->mail.spoolTemp});
+    session->mail = {};
+}
+
 void refuse_long_sender(ClientSession *session)
 {
+    drop_transaction(session);
     log_stamped(WEIGHT_WARNING, "SMTP: [%s] MAIL FROM refused, the address is too long",
                 session->peerText);
     send_reply(session, "501 ", "Address too long");
@@ -51,7 +61,9 @@ bool start_envelope(ClientSession *session, const char *line, int length)
         return true;
     }
     // Without a new transaction no reply either; the next MAIL FROM tries again.
-    if (session->mail.spoolBase[0] != '\0' || session->esmtp) {
+    const bool answered = session->mail.spoolBase[0] != '\0' || session->esmtp;
+    drop_transaction(session);
+    if (answered) {
         send_reply(session, "451 ", NOT_STORED);
     }
     return false;

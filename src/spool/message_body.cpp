@@ -1,5 +1,6 @@
 #include "spool/message_body.h"
 
+#include "base/paths.h"
 #include "base/session.h"
 #include "log/activity_log.h"
 #include "spool/spool_files.h"
@@ -102,7 +103,7 @@ void body_failed(ClientSession *session, const char *reason)
     MailTransaction &mail = session->mail;
     mail.storeFailed = true;
     log_stamped(WEIGHT_FAILURE, "SMTP: [%s] Message could not be stored - %s [%s]",
-                session->peerText, reason, mail.spoolTemp);
+                session->peerText, reason, shell_path(mail.spoolTemp).text);
     empty_buffer();
     close_file(mail);
     file_delete_exact(mail.spoolTemp);

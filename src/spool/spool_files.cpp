@@ -18,7 +18,7 @@ constexpr size_t EXTENSION_LENGTH = 4;
 
 // Makes a file that nobody else has, named by the time, the tick count and the number of
 // the try: the test for the name and its creation are one step.
-FileHandle make_spool_name(const char *directory, char *name, int size)
+FileHandle make_spool_name(const char *directory, char name[SPOOL_NAME_SIZE + 1])
 {
     // Under load many names are made in one tick: the search goes on after the last.
     static unsigned last_seconds;
@@ -34,10 +34,10 @@ FileHandle make_spool_name(const char *directory, char *name, int size)
             tries = last_tries;
         }
         const int length =
-            format_text(name, static_cast<size_t>(size), "%s\\%08x%08x%02x%s", directory,
+            format_text(name, SPOOL_NAME_SIZE + 1, "%s\\%08x%08x%02x%s", directory,
                         seconds, tick, tries++, ENVELOPE_EXTENSION);
-        if (length >= size - 1) {
-            return NO_FILE; // it may have been cut
+        if (length >= SPOOL_NAME_SIZE) {
+            return NO_FILE;
         }
         file = file_open(name, FILE_NEW);
         last_tick = tick;
@@ -50,19 +50,27 @@ FileHandle make_spool_name(const char *directory, char *name, int size)
 void log_failure(const ClientSession *session)
 {
     log_stamped(WEIGHT_FAILURE, "SMTP: [%s] Envelope could not be written - %s [%s]",
-                session->peerText, file_failure(), session->mail.spoolEnvelope);
+                session->peerText, file_failure(),
+                shell_path(session->mail.spoolEnvelope).text);
 }
 
 } // namespace
+
+bool spool_names_fit(const char *directory_name)
+{
+    char directory[SPOOL_NAME_SIZE];
+    return path_below(directory, sizeof directory, directory_name) &&
+           strlen(directory) + sizeof "\\0123456789abcdef00.env" <= SPOOL_NAME_SIZE;
+}
 
 FileHandle spool_files_create(MailTransaction &mail, const char *directory_name)
 {
     assert(mail.spoolBase[0] == '\0' && mail.messageFile == NO_FILE);
     char directory[SPOOL_NAME_SIZE];
-    char envelope[SPOOL_NAME_SIZE];
+    char envelope[SPOOL_NAME_SIZE + 1];
     FileHandle file = NO_FILE;
     if (path_below(directory, sizeof directory, directory_name)) {
-        file = make_spool_name(directory, envelope, SPOOL_NAME_SIZE);
+        file = make_spool_name(directory, envelope);
     }
     if (file == NO_FILE) {
         log_line(WEIGHT_FAILURE,

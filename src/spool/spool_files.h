@@ -33,6 +33,13 @@ inline constexpr char SPOOL_MAIL[] = "qlnemails";
 inline constexpr char SPOOL_PENDING[] = "pending";
 inline constexpr char SPOOL_MAIL_IN[] = "mailin";
 
+inline constexpr const char *SPOOL_DIRECTORIES[] = {SPOOL_MAIL, SPOOL_PENDING,
+                                                    SPOOL_MAIL_IN};
+
+// Whether the paths of files in the directory have at most 259 characters, so that it can
+// be used.
+bool spool_names_fit(const char *directory);
+
 // Creates the envelope file under a new name in the directory, sets the transaction's
 // four names and gives the file, open and empty. NO_FILE, with nothing set, on failure.
 FileHandle spool_files_create(MailTransaction &mail, const char *directory);

@@ -5,6 +5,7 @@
 #include "platform/headless/operator.h"
 #include "platform/headless/standard_output.h"
 #include "platform/posix/events.h"
+#include "platform/program.h"
 #include "platform/shell.h"
 
 #include <algorithm>
@@ -148,6 +149,11 @@ int message_box(Window *, const char *text, const char *caption, unsigned style)
 int display_track_popup(Menu &menu)
 {
     return headless_operator.popup != nullptr ? headless_operator.popup(menu) : 0;
+}
+
+void program_error(const char *text)
+{
+    standard_error_box(nullptr, text);
 }
 
 bool tray_icon(TrayOperation operation, const TrayIcon &)

@@ -1,5 +1,6 @@
 #include "platform/headless/standard_output.h"
 
+#include "platform/ascii.h"
 #include "platform/service.h"
 #include "platform/window_model/shown_text.h"
 
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <string>
@@ -87,9 +87,10 @@ size_t stamp_length(const char *text)
     constexpr char SHAPE[] = "00 Aaa, 0000 00:00:00 : ";
     for (size_t i = 0; SHAPE[i] != '\0'; i++) {
         const int byte = static_cast<unsigned char>(text[i]);
-        const bool fits = SHAPE[i] == '0'   ? isdigit(byte) != 0
-                          : SHAPE[i] >= 'A' ? isalpha(byte) != 0
-                                            : byte == SHAPE[i];
+        const bool fits = SHAPE[i] == '0' ? byte >= '0' && byte <= '9'
+                          : SHAPE[i] >= 'A'
+                              ? upper_case(text[i]) >= 'A' && upper_case(text[i]) <= 'Z'
+                              : byte == SHAPE[i];
         if (!fits) {
             return 0;
         }

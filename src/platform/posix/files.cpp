@@ -91,6 +91,19 @@ int open_any_case(const char *path, FileMode mode, int leave_spare)
     return open_native(path_for_new_name(native).c_str(), flags | O_CREAT, leave_spare);
 }
 
+// The directory entry of a name in any letter case. False with errno set.
+bool look_at(const char *path, struct stat *status)
+{
+    char native[NATIVE_SIZE];
+    if (!native_name(path, native, sizeof native)) {
+        return false;
+    }
+    std::string found;
+    return stat(native, status) == 0 ||
+           (errno == ENOENT && find_in_other_case(native, &found) &&
+            stat(found.c_str(), status) == 0);
+}
+
 // Bytes written; fewer than asked for when writing fails.
 size_t write_all(FileHandle file, const void *bytes, size_t size)
 {
@@ -246,20 +259,14 @@ bool file_is_there(const char *path)
 
 int64_t file_size(const char *path)
 {
-    char native[NATIVE_SIZE];
-    if (!native_name(path, native, sizeof native)) {
-        return failed<int64_t>(-1);
-    }
     struct stat status;
-    if (stat(native, &status) == 0) {
-        return status.st_size;
-    }
-    std::string found;
-    if (errno != ENOENT || !find_in_other_case(native, &found) ||
-        stat(found.c_str(), &status) != 0) {
-        return failed<int64_t>(-1);
-    }
-    return status.st_size;
+    return look_at(path, &status) ? status.st_size : failed<int64_t>(-1);
+}
+
+int64_t file_time(const char *path)
+{
+    struct stat status;
+    return look_at(path, &status) ? status.st_mtime : failed<int64_t>(-1);
 }
 
 bool file_name_was_taken()

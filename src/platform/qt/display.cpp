@@ -3,6 +3,7 @@
 
 #include "platform/clock.h"
 #include "platform/posix/events.h"
+#include "platform/program.h"
 #include "platform/qt/control_views.h"
 #include "platform/qt/screen.h"
 #include "platform/qt/x11.h"
@@ -264,6 +265,11 @@ int display_base_unit_x()
 int display_base_unit_y()
 {
     return unit_character_height();
+}
+
+void program_error(const char *text)
+{
+    fprintf(stderr, "%s\n", text);
 }
 
 int screen_width()
