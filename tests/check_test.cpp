@@ -105,6 +105,18 @@ TEST_F(Check, AHealthyInstallationIsFoundHealthyRunningOrNot)
     EXPECT_NE(std::string::npos, said.find("another installation's")) << said;
 }
 
+TEST_F(Check, SettingsInUtf16AndLineEndsOfCrAloneAreTold)
+{
+    put("DATA/RAW/QLNXSERVER.DAT", "\xFF\xFE[Q");
+    EXPECT_EQ(2, status());
+    EXPECT_NE(std::string::npos,
+              said.find("(it is in UTF-16): the server does not start"));
+    put("DATA/RAW/QLNXSERVER.DAT", "[QLNSMTP]\rport=abc\r");
+    EXPECT_EQ(2, status());
+    EXPECT_NE(std::string::npos, said.find("note: its lines end in CR alone"));
+    EXPECT_NE(std::string::npos, said.find(":2: error: port=abc is not a number"));
+}
+
 TEST_F(Check, TellsWhatAUserMayNotDoAndNamesThatAreThereTwice)
 {
     put_all();

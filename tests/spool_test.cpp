@@ -137,6 +137,9 @@ TEST_F(Spool, APathOfTwoHundredAndFiftyNineCharactersIsTheLongest)
             "The installation directory's path is too long for files in [qlnemails]";
         EXPECT_EQ(fits ? "" : told + "\n", content("stderr"));
         EXPECT_EQ(fits ? 0 : 1, times_logged("SMTP: " + told));
+        system((QLNSMTP_CHECK " " + path(deep) + " >" + path("said")).c_str());
+        EXPECT_EQ(fits, content("said").find("qlnemails: error: its path is too long") ==
+                            std::string::npos);
         EXPECT_EQ(fits ? "250 " : "214 ", // the next command's, where there is no name
                   greeted().asks("MAIL FROM:<a@b.c>\r\nHELP").substr(0, 4));
         stop();

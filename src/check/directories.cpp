@@ -118,6 +118,13 @@ void check_directories()
     for (const NeededPath &needed : NEEDED) {
         check_needed(needed);
     }
+    for (const char *directory : SPOOL_DIRECTORIES) {
+        if (!spool_names_fit(directory)) {
+            report(FOUND_ERROR, directory, 0,
+                   "its path is too long for spool files, which have 259 characters at "
+                   "most");
+        }
+    }
     std::set<std::string> checked;
     for (const char *path : LOOKED_UP) {
         check_twins(path, &checked);

@@ -130,6 +130,10 @@ void check_settings()
                "is missing: every setting has its default value");
         return;
     }
+    if (file.content.find('\r') != file.content.npos &&
+        file.content.find('\n') == file.content.npos) {
+        report(FOUND_NOTE, file.name, 0, "its lines end in CR alone; they are read");
+    }
     bool section_counts = false;
     for (const ProfileLine &line : profile_lines(file.content)) {
         if (line.key.data() == nullptr) {
