@@ -183,7 +183,7 @@ TEST_F(Dialogue, MessageTextBeginsWithTheNextChunk)
     std::string chunks =
         copies(341, "\r\n\n") + copies(7, "NOOP\r\n") +
         "MAIL FROM:<anna@firm.example>\r\nDATA\r\nHidden: by no verb\r\n";
-    chunks += copies(2 * 1023 - chunks.size(), "\n") + "ahead\r\n.\r\n";
+    chunks += copies(size_t{2046} - chunks.size(), "\n") + "ahead\r\n.\r\n";
     client.says(chunks);
     std::string ahead;
     for (int i = 0; i < 10; i++) {

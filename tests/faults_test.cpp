@@ -88,7 +88,7 @@ class Faults : public Installation
 
     void start_on_page()
     {
-        start({"env", "FAULT_PAGE=" + path("faults.page"),
+        start({"env", "MALLOC_ARENA_MAX=1", "FAULT_PAGE=" + path("faults.page"),
                "LD_PRELOAD=" FAULTS_BEFORE FAULTS_LIBRARY});
         settled_ = open_descriptors();
     }
@@ -317,6 +317,8 @@ TEST_F(Faults, AClockThatJumpsDisturbsNobody)
         EXPECT_FALSE(delivers(SETTINGS[0]));
         settings("SocketTimeout=5\n");
     }
+    page_->clock = 86400;
+    EXPECT_TRUE(logs("Socket timeout RESET to 5 ", 7500)); // by a sweep
     EXPECT_EQ("354", idle.asks("DATA").substr(0, 3));
     EXPECT_EQ("250 OK\r\n", idle.asks(std::string(TEXT) + "."));
     EXPECT_EQ(2 * 4U, files().size());
@@ -344,6 +346,15 @@ TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
     ASSERT_EQ(0, prlimit(process(), RLIMIT_AS, &plenty, nullptr));
     EXPECT_EQ("220 ", others.back().hears().substr(0, 4));
     EXPECT_EQ(1, times_logged("Out of memory"));
+
+    // An event for which there is nothing at all is lost, and nobody else's.
+    page_->kind = CALL_MEMORY;
+    page_->half = true;
+    page_->nth = 1;
+    here.says("MAIL FROM:<somebody.with.a.long@name.example>\r\n");
+    EXPECT_EQ("", here.hears(300));
+    page_->nth = 0;
+    EXPECT_TRUE(delivers(SETTINGS[0]));
 }
 
 // Lists that have become too long for the memory that is left.

@@ -181,7 +181,11 @@ time_t time(time_t *) noexcept
 
 void *malloc(size_t size)
 {
-    return counted(fails(CALL_MEMORY) ? nullptr : __libc_malloc(size));
+    if (!fails(CALL_MEMORY)) {
+        return counted(__libc_malloc(size));
+    }
+    page->nth = page->half ? 1 : 0; // and so do all that follow
+    return nullptr;
 }
 
 void *calloc(size_t count, size_t size)
