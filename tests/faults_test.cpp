@@ -255,13 +255,14 @@ TEST_F(Faults, AnAcceptThatIsForbiddenIsToldOnceAndTriedInPeace)
 
 TEST_F(Faults, OfAThreadMakeTheMessageWaitForTheDiskWithTheOthers)
 {
+    const int before = page_->calls[CALL_THREAD];
     page_->kind = CALL_THREAD;
     page_->error = EAGAIN;
     page_->nth = 1;
     EXPECT_TRUE(delivers(SETTINGS[0]));
-    EXPECT_EQ(1, page_->calls[CALL_THREAD]);
+    EXPECT_EQ(before + 1, page_->calls[CALL_THREAD]);
     EXPECT_TRUE(delivers(SETTINGS[0])); // and the next one has them
-    EXPECT_LT(2, page_->calls[CALL_THREAD]);
+    EXPECT_LT(before + 2, page_->calls[CALL_THREAD]);
     EXPECT_EQ(2 * 2U, files().size());
 }
 
