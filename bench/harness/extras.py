@@ -14,7 +14,7 @@ from contextlib import contextmanager
 from dataclasses import dataclass
 from pathlib import Path
 
-from . import packages, peers, process
+from . import disk, packages, peers, process
 from .clients import Client, Crowd, Wrong, burst
 from .load import WORKLOADS, Load, serving, settled
 from .packages import Unavailable
@@ -31,6 +31,7 @@ class Context:
     binary: Path
     load: Load
     others: list
+    rounds: int = 0  # when the caller wants fewer
 
     def ours(self) -> "Installation":
         if not self.binary.exists():
@@ -352,6 +353,7 @@ def system_calls(context: Context) -> list:
 
 
 MEASURES = {
+    "durable": disk.durable,
     "calls": system_calls,
     "counters": counters,
     "idle": idle,
