@@ -161,7 +161,7 @@ TEST_F(OperatorsDesk, TheTrayBringsTheWindowBackAndItsButtonsWork)
     show_activity_lights();
     EXPECT_TRUE(dialog_item(status, CONTROL_ACTIVE_LIGHT)->shown);
     EXPECT_FALSE(dialog_item(status, CONTROL_WAITING_LIGHT)->shown);
-    send_message(gateway.mainWindow, MESSAGE_TIMER, 0, 0);
+    send_message(gateway.mainWindow, MESSAGE_TIMER, gateway.timer, 0);
     EXPECT_NE(dialog_item(status, CONTROL_CLOCK)->text, "");
 
     log_stamped("SMTP: to be cleared");

@@ -1,59 +1,65 @@
 #include "platform/posix/official_name.h"
 
 #include <netdb.h>
+#include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <chrono>
-#include <future>
-#include <memory>
-#include <string>
-#include <system_error>
-#include <thread>
+#include <fcntl.h>
+
+#include <cstring>
 
 namespace
 {
 
-constexpr std::chrono::seconds LIMIT{2};
+constexpr int LIMIT = 2000; // milliseconds
 
-std::string official_name_of(const std::string &name)
+// In the child: writes the official name, if there is one, and ends.
+[[noreturn]] void answer(const char *name, int output)
 {
     addrinfo hints{};
     hints.ai_flags = AI_CANONNAME;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo *list = nullptr;
-    if (getaddrinfo(name.c_str(), nullptr, &hints, &list) != 0) {
-        return {};
+    if (getaddrinfo(name, nullptr, &hints, &list) == 0 && list->ai_canonname != nullptr) {
+        const ssize_t written =
+            write(output, list->ai_canonname, strlen(list->ai_canonname));
+        _exit(written > 0 ? 0 : 1);
     }
-    const std::string official = list->ai_canonname != nullptr ? list->ai_canonname : "";
-    freeaddrinfo(list);
-    return official;
+    _exit(1);
 }
 
 } // namespace
 
 bool find_official_name(const char *name, char *official, int size)
 {
-    // The resolver cannot be told to hurry: one that does not answer is left to itself.
-    const auto answer = std::make_shared<std::promise<std::string>>();
-    std::future<std::string> found = answer->get_future();
-    try {
-        std::thread([answer, asked = std::string(name)] {
-            try {
-                answer->set_value(official_name_of(asked));
-            } catch (...) {
-                answer->set_value({});
-            }
-        }).detach();
-    } catch (const std::system_error &) {
+    // The resolver cannot be told to hurry; a process that waits for it can be ended.
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
         return false;
     }
-    if (found.wait_for(LIMIT) != std::future_status::ready) {
+    const pid_t child = fork();
+    if (child == 0) {
+        answer(name, ends[1]);
+    }
+    close(ends[1]);
+    char text[NI_MAXHOST];
+    pollfd answered{ends[0], POLLIN, 0};
+    ssize_t length = 0;
+    if (child > 0 && poll(&answered, 1, LIMIT) > 0) {
+        length = read(ends[0], text, sizeof text);
+    }
+    close(ends[0]);
+    if (child > 0) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    if (length <= 0 || length >= size) {
         return false;
     }
-    const std::string text = found.get();
-    if (text.empty() || text.size() >= static_cast<size_t>(size)) {
-        return false;
-    }
-    official[text.copy(official, text.size())] = '\0';
+    memcpy(official, text, static_cast<size_t>(length));
+    official[length] = '\0';
     return true;
 }
