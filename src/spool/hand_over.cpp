@@ -11,6 +11,7 @@
 #include "spool/message_body.h"
 #include "spool/spool_files.h"
 
+#include <cassert>
 #include <memory>
 #include <new>
 
@@ -32,8 +33,10 @@ void fill(Delivery *delivery, const ClientSession *session, FileHandle body)
     copy_text(delivery->peerText, PEER_SIZE, session->peerText);
     delivery->socket = session->socket;
     delivery->generation = session->generation;
-    store_names(delivery, delivery->mail.spoolTemp, delivery->mail.spoolText,
-                delivery->mail.spoolEnvelope);
+    [[maybe_unused]] const bool named =
+        store_names(delivery, delivery->mail.spoolTemp, delivery->mail.spoolText,
+                    delivery->mail.spoolEnvelope);
+    assert(named); // they have more room there
 }
 
 // A file under the final name is not of this message.
@@ -120,7 +123,7 @@ HandOver deliver(ClientSession *session, FileHandle body)
     if (!store_begin(delivery.get())) {
         return wait_here(session, body, sync);
     }
-    delivery.release(); // until it is reported
+    static_cast<void>(delivery.release()); // until it is reported
     session->waits = true;
     return ON_ITS_WAY;
 }
