@@ -1,7 +1,5 @@
 #include "platform/qt/list_accessible.h"
 
-#include <memory>
-
 namespace
 {
 
@@ -108,8 +106,9 @@ QAccessibleInterface *AccessibleList::child(int index) const
     const uint64_t number = view_.number_of(index);
     const auto [row, is_new] = rows_.try_emplace(number);
     if (is_new) {
-        auto made = std::make_unique<AccessibleRow>(view_, number);
-        row->second = QAccessible::registerAccessibleInterface(made.release());
+        auto *made = new AccessibleRow(view_, number);
+        // The toolkit keeps it. NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
+        row->second = QAccessible::registerAccessibleInterface(made);
     }
     return QAccessible::accessibleInterface(row->second);
 }
