@@ -213,4 +213,6 @@ TEST_F(Admission, AChangeOfTheBannedListCountsAtTheNextConnection)
     EXPECT_EQ(descriptors, open_descriptors());
     fs::remove(path(BANNED_FILE));
     log_of("127.0.0.7", LET_IN);
+    fs::create_directory(path(BANNED_FILE)); // nothing that can be opened bans nobody
+    EXPECT_EQ(Lines{attempt}, log_of("127.0.0.7", LET_IN));
 }

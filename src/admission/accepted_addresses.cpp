@@ -45,8 +45,7 @@ bool load_list()
                  "***WARNING*** - IP Address validation cannot be performed...");
         return false;
     }
-    const auto size =
-        static_cast<size_t>(std::max<int64_t>(file_size(ACCEPTED_FILE), 0));
+    const auto size = static_cast<size_t>(std::max<int64_t>(file_size(ACCEPTED_FILE), 0));
     std::string content;
     try {
         content.reserve(size);

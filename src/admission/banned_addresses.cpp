@@ -38,7 +38,8 @@ const AddressTable *table_of(const FileContents &contents)
     return &table;
 }
 
-// A list that has never been read and cannot be read now. Logged once until it can.
+// A list that has never been read and, for a fault that may pass, cannot be read now.
+// Logged once until it can.
 bool is_unknown(const FileContents &contents)
 {
     static bool logged;
@@ -57,6 +58,9 @@ bool is_unknown(const FileContents &contents)
 int is_banned_ip_address(const char *address)
 {
     const FileContents contents = file_contents(BANNED_FILE);
+    if (contents.lasting) {
+        return 0; // a list that nobody may open, or that is no text, bans nobody
+    }
     if (is_unknown(contents)) {
         return 1;
     }

@@ -110,9 +110,12 @@ void check_entries(const CheckedList &checked, const ListFile &file)
 
 void check_list(const CheckedList &checked)
 {
-    const ListFile file = read_list_file(
-        checked.file, "every client is refused while the list is switched on",
-        severity_in_list(checked.setting, FOUND_ERROR));
+    const ListFile file =
+        read_list_file(checked.file,
+                       checked.list == ACCEPTED_LIST
+                           ? "every client is refused while the list is switched on"
+                           : "nobody is banned",
+                       severity_in_list(checked.setting, FOUND_ERROR));
     if (!file.there) {
         report_missing(checked, file);
         return;

@@ -45,7 +45,9 @@ const char *kind_name(EntryKind kind)
 bool list_has(const CheckedList &checked, const char *verb, const char *address,
               const Octets &client)
 {
-    const ListFile file = read_list_file(checked.file, "every client is refused");
+    const ListFile file = read_list_file(checked.file, checked.list == ACCEPTED_LIST
+                                                           ? "every client is refused"
+                                                           : "nobody is banned");
     if (!file.there) {
         report(FOUND_NOTE, file.name, 0, "is missing, so that no entry %s %s", verb,
                address);
@@ -56,7 +58,7 @@ bool list_has(const CheckedList &checked, const char *verb, const char *address,
     AddressEntry entry;
     const char *bytes = file.content.data();
     if (bytes == nullptr) {
-        return checked.list == BANNED_LIST; // nobody is let in by a list that is unknown
+        return false;
     }
     if (!build_table(&table, checked.list, bytes, file.content.size())) {
         return false;

@@ -15,6 +15,7 @@ struct FileContents {
     uint64_t version;  // changes with the bytes; never 0
     bool missing;      // there is certainly no entry of that name; never with bytes
     const char *error; // why it cannot be read now, as an English text; null if it can
+    bool lasting;      // the error is the file's own, not a fault that may pass
 };
 
 // The file as it is now; null bytes when it is missing. When it exists but cannot be read

@@ -244,7 +244,7 @@ void do_data(ClientSession *session)
 }
 
 // A second HELO or EHLO is a command with ESMTP=1 alone, and then no text of a message
-// that was sent ahead. It begins anew.
+// that was sent ahead. It begins again.
 void do_helo(ClientSession *session)
 {
     if (session->esmtp && session->state == SESSION_COMMANDS) {

@@ -25,6 +25,7 @@ struct Entry {
     bool there = false;
     bool missing = false;
     const char *error = nullptr;
+    bool lasting = false;
     std::string name; // as it stands on disk
     struct stat status {
     };
@@ -83,18 +84,25 @@ void note_directory(const std::string &native, Entry *entry)
 
 enum Outcome { DONE, MISSING, UNREADABLE };
 
-const char *last_error; // why the last outcome was UNREADABLE
+// Of the last outcome that was UNREADABLE: why, and whether that is the file's own.
+const char *last_error;
+bool last_error_lasts;
 
-Outcome unreadable(const char *reason)
+Outcome unreadable(const char *reason, bool lasting = true)
 {
     last_error = reason;
+    last_error_lasts = lasting;
     return UNREADABLE;
 }
 
 // What errno says of a failed call.
 Outcome failed()
 {
-    return errno == ENOENT || errno == ENOTDIR ? MISSING : unreadable(error_text(errno));
+    if (errno == ENOENT || errno == ENOTDIR) {
+        return MISSING;
+    }
+    const bool lasting = errno == EACCES || errno == EPERM || errno == ELOOP;
+    return unreadable(error_text(errno), lasting);
 }
 
 Outcome look_at(const std::string &name, struct stat *status)
@@ -170,6 +178,7 @@ void bring_up_to_date(const char *path, Entry *entry)
     if (outcome == DONE) {
         if (entry->there && entry->settled && same_file(status, entry->status)) {
             entry->error = nullptr;
+            entry->lasting = false;
             return;
         }
         settled = is_settled(status);
@@ -177,6 +186,7 @@ void bring_up_to_date(const char *path, Entry *entry)
     }
     entry->missing = outcome == MISSING;
     entry->error = outcome == UNREADABLE ? last_error : nullptr;
+    entry->lasting = outcome == UNREADABLE && last_error_lasts;
     entry->settled = outcome == DONE && settled;
     if (outcome == UNREADABLE && entry->version != 0) {
         // The last content stays: without its settings the server would let in clients
@@ -206,10 +216,10 @@ FileContents file_contents(const char *path)
         entry->event = event_number;
     }
     if (!entry->there) {
-        return {nullptr, 0, entry->version, entry->missing, entry->error};
+        return {nullptr, 0, entry->version, entry->missing, entry->error, entry->lasting};
     }
     return {entry->bytes.c_str(), entry->bytes.size(), entry->version, false,
-            entry->error};
+            entry->error,         entry->lasting};
 }
 
 void file_contents_invalidate()

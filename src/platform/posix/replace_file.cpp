@@ -65,7 +65,7 @@ bool rename_over(const std::string &from, const std::string &to)
     return rename(from.c_str(), to.c_str()) == 0;
 }
 
-// The whole content of one file into another, which is cut behind it.
+// The whole content of one file into another, which is cut after it.
 bool copy(const std::string &from, const std::string &to, int flags)
 {
     const FileHandle in = file_open(from.c_str(), FILE_READ);
