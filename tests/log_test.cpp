@@ -79,6 +79,8 @@ class Log : public Installation
     Window *list_ = nullptr;
 };
 
+using namespace std::string_literals;
+
 TEST_F(Log, EveryTextGetsItsLineAndItsEntry)
 {
     const std::string x506(506, 'x');
@@ -215,10 +217,10 @@ TEST_F(Installation, WhatATerminalWouldActUponReachesTheOutputAsDigits)
 {
     settings("FULLDETAIL=1\n");
     start();
+    // In pieces, so that the source itself turns no direction.
     const std::string bytes =
-        "\x1b[2J|\x7f|\x9b|\xc2\x9b|\xe0\x82\x9b|\xf0\x80\x82\x9b|\xc3\xa4|"
-        "a\xe2\x80\xae"
-        "b|\xef\xbb\xbf|\xed\xa0\x9b|\xf5\x80\x80\x9b|\xf4\x90\x80\x9b|\xe4";
+        "\x1b[2J|\x7f|\x9b|\xc2\x9b|\xe0\x82\x9b|\xf0\x80\x82\x9b|\xc3\xa4|a\xe2"s +
+        "\x80\xae" + "b|\xef\xbb\xbf|\xed\xa0\x9b|\xf5\x80\x80\x9b|\xf4\x90\x80\x9b|\xe4";
     const std::string digits =
         "\\x1b[2J|\\x7f|\\x9b|\\xc2\\x9b|\\xe0\\x82\\x9b|\\xf0\\x80\\x82\\x9b|\xc3\xa4|"
         "a\\xe2\\x80\\xaeb|\\xef\\xbb\\xbf|\\xed\\xa0\\x9b|\\xf5\\x80\\x80\\x9b|"

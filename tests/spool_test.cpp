@@ -2,6 +2,7 @@
 
 #include "installation.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <filesystem>
@@ -50,6 +51,35 @@ TEST_F(Spool, EnvelopesNameSenderAndRecipientsAsTheyWereGiven)
         logged.push_back("SMTP: [127.0.0.1] " + one.arrival);
     }
     EXPECT_EQ(logged, log_lines());
+}
+
+TEST_F(Spool, AMessageWhoseEnvelopeIsTakenKeepsItsNameUntilItIsTakenToo)
+{
+    start();
+    timespec up;
+    clock_gettime(CLOCK_MONOTONIC, &up);
+    const auto now = static_cast<unsigned long>(time(nullptr));
+    const auto tick = static_cast<unsigned long>(up.tv_sec * 1000 + up.tv_nsec / 1000000);
+    for (unsigned long i = 0; i < 6000; i++) { // every first name of the next two seconds
+        char name[40];
+        snprintf(name, sizeof name, "qlnemails/%08lx%08lx00.txt", now + i % 3,
+                 (tick + i / 3) & 0xFFFFFFFF);
+        put(name, "");
+    }
+    Client client = with_recipient();
+    const auto names = files();
+    const auto made =
+        std::find_if(names.begin(), names.end(),
+                     [](const std::string &name) { return name.ends_with(".env"); });
+    ASSERT_NE(names.end(), made);
+    EXPECT_EQ("01", made->substr(16, 2));
+
+    // A file of the final name that comes while the message does is replaced.
+    const std::string text = "qlnemails/" + made->substr(0, 18) + ".txt";
+    put(text, "old");
+    client.asks("DATA");
+    EXPECT_EQ("250 OK\r\n", client.asks("new\r\n."));
+    EXPECT_EQ("new\r\n", text_of(content(text)));
 }
 
 TEST_F(Spool, ATransactionKeepsItsFilesUntilItsMessageIsHandedOver)

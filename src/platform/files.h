@@ -79,6 +79,9 @@ bool file_delete(const char *path);
 // The same for a name in exactly this letter case.
 bool file_delete_exact(const char *path);
 
+// Whether there is an entry of exactly this path, letter case and all.
+bool file_is_there_exact(const char *path);
+
 // Whether a directory entry of that name exists, file or directory.
 bool file_is_there(const char *path);
 

@@ -2,8 +2,7 @@
 //
 // One after the other: the disk has the body and the envelope; the body gets its final
 // name; the disk has the names. A worker waits for all that, so that nobody else does,
-// and what is handed over while it waits goes to the disk together. A name that is there
-// already is never taken.
+// and what is handed over while it waits goes to the disk together.
 #pragma once
 
 struct StoreJob;

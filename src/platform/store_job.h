@@ -22,8 +22,7 @@ struct StoreJob {
     char envelope[STORE_NAME_SIZE]; // in the same directory, closed
 
     StoreResult result;
-    bool name_was_taken; // the reason why it was not named
-    const char *reason;  // of any other result than the first
+    const char *reason; // of any other result than the first
 
     // The worker's.
     StoreJob *next;

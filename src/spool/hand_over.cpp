@@ -54,11 +54,10 @@ void refuse(const Delivery &delivery)
 }
 
 // The body is whole, but not under its final name: kept for the operator, with the
-// envelope that says for whom it is. Unless somebody has taken it away, or another
-// message has that name: its envelope would be taken for that one's.
+// envelope that says for whom it is. Unless somebody has taken it away.
 void keep_undelivered(const Delivery &delivery)
 {
-    if (delivery.name_was_taken || does_file_exist(delivery.mail.spoolTemp) == 0) {
+    if (does_file_exist(delivery.mail.spoolTemp) == 0) {
         refuse(delivery);
         return;
     }
@@ -112,9 +111,8 @@ HandOver wait_here(const ClientSession *session, FileHandle body, bool sync)
     return conclude(delivery) ? HANDED_OVER : HAND_OVER_FAILED;
 }
 
-HandOver deliver(ClientSession *session, FileHandle body)
+HandOver deliver(ClientSession *session, FileHandle body, bool sync)
 {
-    const bool sync = read_setting(SETTING_SYNCSPOOL) != 0;
     std::unique_ptr<Delivery> delivery(sync ? new (std::nothrow) Delivery : nullptr);
     if (delivery == nullptr) {
         return wait_here(session, body, sync);
@@ -132,10 +130,12 @@ HandOver deliver(ClientSession *session, FileHandle body)
 
 HandOver hand_over(ClientSession *session)
 {
+    // Read first: memory may fail in it, and the body would be nobody's then.
+    const bool sync = read_setting(SETTING_SYNCSPOOL) != 0;
     HandOver result = HAND_OVER_FAILED;
     const FileHandle body = body_finish(session);
     if (body != NO_FILE) {
-        result = deliver(session, body);
+        result = deliver(session, body, sync);
     } else {
         remove_unfinished(session->mail);
     }

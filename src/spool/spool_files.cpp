@@ -16,6 +16,16 @@ namespace
 constexpr char ENVELOPE_EXTENSION[] = ".env";
 constexpr size_t EXTENSION_LENGTH = 4;
 
+// Whether a message of that name still waits for the fax server, which has taken its
+// envelope: with a clock that was set back the name can come again.
+bool has_message(const char *envelope)
+{
+    char text[SPOOL_NAME_SIZE + 1];
+    const size_t base = copy_text(text, sizeof text, envelope) - EXTENSION_LENGTH;
+    copy_text(text + base, sizeof text - base, ".txt");
+    return file_is_there_exact(text);
+}
+
 // Makes a file that nobody else has, named by the time, the tick count and the number of
 // the try: the test for the name and its creation are one step.
 FileHandle make_spool_name(const char *directory, char name[SPOOL_NAME_SIZE + 1])
@@ -28,6 +38,7 @@ FileHandle make_spool_name(const char *directory, char name[SPOOL_NAME_SIZE + 1]
     const auto seconds = static_cast<unsigned>(unix_time());
     FileHandle file = NO_FILE;
     unsigned tries = 0;
+    bool taken = false;
     do {
         const uint32_t tick = tick_count();
         if (tries == 0 && seconds == last_seconds && tick == last_tick) {
@@ -39,9 +50,10 @@ FileHandle make_spool_name(const char *directory, char name[SPOOL_NAME_SIZE + 1]
         if (length >= SPOOL_NAME_SIZE) {
             return NO_FILE;
         }
-        file = file_open(name, FILE_NEW);
+        taken = has_message(name);
+        file = taken ? NO_FILE : file_open(name, FILE_NEW);
         last_tick = tick;
-    } while (file == NO_FILE && file_name_was_taken());
+    } while (taken || (file == NO_FILE && file_name_was_taken()));
     last_seconds = seconds;
     last_tries = tries;
     return file;

@@ -76,9 +76,8 @@ FAILING(CALL_READ, ssize_t, read, (int file, void *bytes, size_t size),
         (file, bytes, size))
 FAILING(CALL_RENAME, int, rename, (const char *from, const char *to), (from, to),
         noexcept)
-FAILING(CALL_RENAME, int, renameat2,
-        (int in, const char *from, int out, const char *to, unsigned flags),
-        (in, from, out, to, flags), noexcept)
+FAILING(CALL_RENAME, int, renameat, (int in, const char *from, int out, const char *to),
+        (in, from, out, to), noexcept)
 FAILING(CALL_UNLINK, int, unlink, (const char *path), (path), noexcept)
 FAILING(CALL_RECV, ssize_t, recv, (int socket, void *bytes, size_t size, int flags),
         (socket, bytes, size, flags))

@@ -1,6 +1,5 @@
 #include "platform/posix/disk_batch.h"
 
-#include "platform/posix/final_name.h"
 #include "platform/store_job.h"
 
 #include <cassert>
@@ -120,11 +119,11 @@ void give_final_name(StoreJob &message, const Directories &directories)
         return;
     }
     const Directory &directory = directories.all[message.directory];
-    message.error =
-        take_final_name(directory.descriptor, name_in_directory(message.temporary),
-                        name_in_directory(message.final));
-    message.result = message.error == 0 ? STORE_DONE : STORE_NOT_NAMED;
-    message.name_was_taken = message.error == EEXIST;
+    const bool named =
+        renameat(directory.descriptor, name_in_directory(message.temporary),
+                 directory.descriptor, name_in_directory(message.final)) == 0;
+    message.error = named ? 0 : errno;
+    message.result = named ? STORE_DONE : STORE_NOT_NAMED;
 }
 
 // Whether the file system has given up after an error. XFS then confirms a directory as

@@ -109,7 +109,9 @@ void run_tasks(void (*perform)(int, void *), int count, void *context)
     while (tasks.done < count) {
         pthread_cond_wait(&tasks_done, &lock);
     }
-    help_is_worth = tasks.longest > WORTH_HELP;
+    if (count > 1) { // a lone directory says nothing about many files
+        help_is_worth = tasks.longest > WORTH_HELP;
+    }
     pthread_mutex_unlock(&lock);
 }
 

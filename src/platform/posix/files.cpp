@@ -233,6 +233,13 @@ bool file_delete(const char *path)
             (unlink(existing_path(path).c_str()) == 0 || failed(false)));
 }
 
+bool file_is_there_exact(const char *path)
+{
+    char native[NATIVE_SIZE];
+    struct stat status;
+    return native_name(path, native, sizeof native) && lstat(native, &status) == 0;
+}
+
 bool file_delete_exact(const char *path)
 {
     char native[NATIVE_SIZE];

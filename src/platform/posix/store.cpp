@@ -1,9 +1,9 @@
 #include "platform/store.h"
 #include "platform/store_job.h"
 
+#include "platform/clock.h"
 #include "platform/posix/disk_batch.h"
 #include "platform/posix/disk_threads.h"
-#include "platform/posix/final_name.h"
 #include "platform/posix/name_lookup.h"
 #include "platform/posix/spare_descriptors.h"
 #include "platform/posix/store_events.h"
@@ -169,28 +169,31 @@ void store_here(StoreJob *message)
 
 void store_at_once(StoreJob *message)
 {
-    message->error = 0;
+    message->error = message->envelope_error = 0;
     close_body(*message);
     message->result = STORE_FAILED;
     if (message->error == 0) {
-        message->error = take_final_name(AT_FDCWD, message->temporary, message->final);
-        if (message->error == ENOENT && find_directory(*message)) {
-            message->error =
-                take_final_name(AT_FDCWD, message->temporary, message->final);
+        bool named = rename(message->temporary, message->final) == 0;
+        if (!named && errno == ENOENT && find_directory(*message)) {
+            named = rename(message->temporary, message->final) == 0;
         }
-        message->result = message->error == 0 ? STORE_DONE : STORE_NOT_NAMED;
-        message->name_was_taken = message->error == EEXIST;
+        message->error = named ? 0 : errno;
+        message->result = named ? STORE_DONE : STORE_NOT_NAMED;
     }
     complete(*message);
 }
 
 StoreJob *store_wait(int milliseconds)
 {
+    const uint32_t began = tick_count();
     StoreJob *message = next_ready();
-    if (message == nullptr && under_way > 0) {
+    int left = milliseconds;
+    // Woken for nothing when what was told has been taken already.
+    while (message == nullptr && under_way > 0 && left > 0) {
         pollfd report{disk_threads_descriptor(), POLLIN, 0};
-        poll(&report, 1, milliseconds);
+        poll(&report, 1, left);
         message = next_ready();
+        left = milliseconds - static_cast<int>(tick_count() - began);
     }
     return message;
 }
