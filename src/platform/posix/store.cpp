@@ -173,12 +173,12 @@ void store_at_once(StoreJob *message)
     close_body(*message);
     message->result = STORE_FAILED;
     if (message->error == 0) {
-        bool named = rename(message->temporary, message->final) == 0;
-        if (!named && errno == ENOENT && find_directory(*message)) {
-            named = rename(message->temporary, message->final) == 0;
+        bool renamed = rename(message->temporary, message->final) == 0;
+        if (!renamed && errno == ENOENT && find_directory(*message)) {
+            renamed = rename(message->temporary, message->final) == 0;
         }
-        message->error = named ? 0 : errno;
-        message->result = named ? STORE_DONE : STORE_NOT_NAMED;
+        message->error = renamed ? 0 : errno;
+        message->result = renamed ? STORE_DONE : STORE_NOT_NAMED;
     }
     complete(*message);
 }
