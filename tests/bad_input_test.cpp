@@ -69,7 +69,7 @@ TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
     const auto pages = [this] {
         return std::stoul(slurp("/proc/" + std::to_string(process()) + "/statm"));
     };
-    const size_t before = pages();
+    [[maybe_unused]] const size_t before = pages();
     const std::string mail = "MAIL FROM:<" + copies(400, "s") + "@any.example>\r\n";
     for (int i = 0; i < 100; i++) { // some 2 KB of output each, 100 at a time
         client.says(copies(100, mail));
@@ -77,7 +77,9 @@ TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
             ASSERT_EQ("250 OK\r\n", client.hears());
         }
     }
+#ifndef __SANITIZE_ADDRESS__ // it keeps what is given back for a while
     EXPECT_LT(pages() - before, 10U << 20 >> 12) << "output that waits is bounded";
+#endif
     close(output);
     client.asks("DATA");
     EXPECT_EQ("451 ",
