@@ -28,6 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::string address(data + 1, data + 1 + length);
     address = address.c_str();
     const std::string content(data + 1 + length, data + size);
+    if (address.starts_with("\xFE\xFF") || address.starts_with("\xFF\xFE")) {
+        return 0; // the domains file would be in UTF-16, which is not read
+    }
     std::ofstream("DATA/RAW/TSUSERS.DAT", std::ios::binary) << content;
     std::ofstream("DATA/RAW/DOMAIN.DAT", std::ios::binary) << address << ",all\n"
                                                            << content;
