@@ -209,6 +209,19 @@ TEST_F(Sockets, WhoSendsThousandsOfCommandsAheadHoldsUpNobody)
     EXPECT_LT(times[50], 2);
 }
 
+TEST_F(Sockets, ManyShortRepliesMayWaitForTheirReader)
+{
+    start();
+    Client client = greeted();
+    for (int i = 0; i < 40; i++) {
+        client.says(copies(300, "NOOP\r\n"));
+        sleep_ms(5);
+        for (int reply = 0; reply < 300; reply++) {
+            ASSERT_EQ("250 OK\r\n", client.hears()) << i;
+        }
+    }
+}
+
 TEST_F(Sockets, WhenDescriptorsRunOutTheRestWaits)
 {
     constexpr size_t LIMIT = 32;

@@ -22,9 +22,10 @@ namespace
 {
 
 // The smallest sizes that are free of stalls here, where the system counts its own
-// bookkeeping in a buffer's size.
+// bookkeeping in a buffer's size: with less than that to send from, forty short replies
+// that a client who sent ahead has not yet acknowledged fill it, and end the session.
 constexpr int LEAST_RECEIVE_BUFFER = 65536;
-constexpr int LEAST_SEND_BUFFER = 16384;
+constexpr int LEAST_SEND_BUFFER = 131072;
 
 // Longer than the system's own maximum, which then counts: connections beyond a short
 // backlog would be completed for the client and forgotten.
