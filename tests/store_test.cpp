@@ -1,6 +1,7 @@
 // Finished messages on their way to the disk, without a server around them.
 
 #include "installation.h"
+#include "platform/posix/store_events.h"
 #include "platform/store.h"
 #include "platform/store_job.h"
 
@@ -8,6 +9,7 @@
 #include <map>
 #include <memory>
 
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -106,6 +108,11 @@ TEST_F(Stores, GoOnWithoutAnotherDescriptor)
         all.push_back(copy);
     }
     store_begin(last);
+    pollfd report{store_descriptor(), POLLIN, 0};
+    EXPECT_EQ(1, poll(&report, 1, 5000));
+    uint64_t reports = 0;
+    EXPECT_EQ(sizeof reports, read(store_descriptor(), &reports, sizeof reports));
+    EXPECT_FALSE(last->unusual) << "this thread would have to wait for the disk";
     reported();
     std::for_each(all.begin(), all.end(), close);
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));

@@ -59,30 +59,21 @@ bool is_shortage(int error)
     return error == EMFILE || error == ENFILE;
 }
 
-// Opens what is needed beside the body and asks for the write-back of both files, which
-// then goes on while the first is waited for.
-void begin(StoreJob &message, Directories &directories)
+// Opens its directory. Without it the message is left as it was.
+void enter(StoreJob &message, Directories &directories)
 {
-    Directory &directory = directory_of(directories, message.temporary);
+    const Directory &directory = directory_of(directories, message.temporary);
     message.directory = static_cast<int>(&directory - directories.all);
-    message.result = STORE_DONE;
-    message.envelope_file = -1;
+    if (directory.error == 0) {
+        return;
+    }
+    if (message.envelope_file >= 0) {
+        close(message.envelope_file);
+        message.envelope_file = -1;
+    }
     message.error = directory.error;
     message.envelope_error = 0;
     message.unusual = is_shortage(directory.error) || directory.error == ENOENT;
-    if (message.error != 0) {
-        return;
-    }
-    message.envelope_file =
-        openat(directory.descriptor, name_in_directory(message.envelope),
-               O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (message.envelope_file < 0) {
-        message.envelope_error = errno;
-        message.unusual = is_shortage(errno);
-        return;
-    }
-    sync_file_range(message.body, 0, 0, SYNC_FILE_RANGE_WRITE);
-    sync_file_range(message.envelope_file, 0, 0, SYNC_FILE_RANGE_WRITE);
 }
 
 bool is_sound(const StoreJob &message)
@@ -151,12 +142,32 @@ void sync_directory(int number, void *directories)
 
 } // namespace
 
+void disk_message_begin(StoreJob *message)
+{
+    message->result = STORE_DONE;
+    message->error = message->envelope_error = 0;
+    message->envelope_file = open(message->envelope, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    message->unusual = message->envelope_file < 0 && is_shortage(errno);
+    if (message->envelope_file < 0) {
+        message->envelope_error = errno;
+        return;
+    }
+    sync_file_range(message->body, 0, 0, SYNC_FILE_RANGE_WRITE);
+    sync_file_range(message->envelope_file, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
+bool disk_message_is_short(const StoreJob *message)
+{
+    return message->unusual &&
+           (is_shortage(message->error) || is_shortage(message->envelope_error));
+}
+
 void disk_batch_write(StoreJob **messages, int count, RunTasks run)
 {
     Directories directories;
     directories.count = 0;
     for (int i = 0; i < count; i++) {
-        begin(*messages[i], directories);
+        enter(*messages[i], directories);
     }
     run(sync_file, 2 * count, messages);
     for (int i = 0; i < count; i++) {

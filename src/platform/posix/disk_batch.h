@@ -10,7 +10,14 @@ inline constexpr int LARGEST_BATCH = 256;
 using RunTasks = void (*)(void (*task)(int number, void *context), int count,
                           void *context);
 
-// Puts the messages on the disk and writes down how far each came. Those that are unusual
-// are as they were and marked: descriptors are short, or their directory is not there
-// under this name.
+// Opens the envelope and asks for the write-back of both files, which then goes on while
+// other messages are waited for.
+void disk_message_begin(StoreJob *message);
+
+// Whether it is unusual for want of descriptors.
+bool disk_message_is_short(const StoreJob *message);
+
+// Puts messages that have begun on the disk and writes down how far each came. Those that
+// are unusual are as they were and marked: descriptors are short, or their directory is
+// not there under this name.
 void disk_batch_write(StoreJob **messages, int count, RunTasks run);

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <ctime>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
@@ -46,13 +47,20 @@ pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t work_came = PTHREAD_COND_INITIALIZER;
 pthread_cond_t tasks_came = PTHREAD_COND_INITIALIZER;
 pthread_cond_t tasks_done = PTHREAD_COND_INITIALIZER;
-List waiting; // for the next batch
+List waiting; // to begin
+List begun;   // for the next batch
 List ready;   // to be reported
+int ahead;    // messages that begin or have begun, each with its envelope open
+bool writing; // a batch is under way
 Tasks tasks;
 bool help_is_worth = true; // by what the last ones took
 
 bool running;
 int batch_limit;
+
+// What one message takes beside its body, kept for when connections hold all others.
+constexpr int RESERVE = 2;
+int reserve[RESERVE];
 
 void append(List &list, StoreJob *message)
 {
@@ -84,14 +92,44 @@ void do_task()
     }
 }
 
+StoreJob *take_first(List &list)
+{
+    StoreJob *first = list.head;
+    list.head = first->next;
+    if (list.head == nullptr) {
+        list.tail = nullptr;
+    }
+    return first;
+}
+
+bool can_begin()
+{
+    return waiting.head != nullptr && ahead < batch_limit;
+}
+
+// Begins the next message; the lock is free meanwhile.
+void begin_message()
+{
+    StoreJob *message = take_first(waiting);
+    ahead++;
+    pthread_mutex_unlock(&lock);
+    disk_message_begin(message);
+    pthread_mutex_lock(&lock);
+    append(begun, message);
+}
+
 void *help(void *)
 {
     pthread_mutex_lock(&lock);
     for (;;) {
-        while (tasks.begun == tasks.count) {
+        if (tasks.begun < tasks.count) {
+            do_task();
+        } else if (can_begin()) {
+            begin_message();
+            pthread_cond_signal(&work_came);
+        } else {
             pthread_cond_wait(&tasks_came, &lock);
         }
-        do_task();
     }
     return nullptr;
 }
@@ -118,19 +156,47 @@ void run_tasks(void (*perform)(int, void *), int count, void *context)
 int take_batch(StoreJob **batch)
 {
     pthread_mutex_lock(&lock);
-    while (waiting.head == nullptr) {
-        pthread_cond_wait(&work_came, &lock);
+    writing = false;
+    while (begun.head == nullptr || can_begin()) {
+        if (can_begin()) {
+            begin_message();
+        } else {
+            pthread_cond_wait(&work_came, &lock);
+        }
     }
     int count = 0;
-    while (count < batch_limit && waiting.head != nullptr) {
-        batch[count++] = waiting.head;
-        waiting.head = waiting.head->next;
+    while (count < batch_limit && begun.head != nullptr) {
+        batch[count++] = take_first(begun);
     }
-    if (waiting.head == nullptr) {
-        waiting.tail = nullptr;
-    }
+    ahead -= count;
+    writing = true;
     pthread_mutex_unlock(&lock);
     return count;
+}
+
+void fill_reserve(int copied)
+{
+    for (int &descriptor : reserve) {
+        descriptor = fcntl(copied, F_DUPFD_CLOEXEC, 0);
+    }
+}
+
+int open_report()
+{
+    const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    fill_reserve(descriptor);
+    return descriptor;
+}
+
+// One of those for which there was no descriptor.
+void write_from_reserve(StoreJob *message)
+{
+    for (const int descriptor : reserve) {
+        close(descriptor);
+    }
+    disk_message_begin(message);
+    disk_batch_write(&message, 1, run_tasks);
+    fill_reserve(disk_threads_descriptor());
 }
 
 void tell_loop()
@@ -150,6 +216,11 @@ void *write_batches(void *)
     for (;;) {
         const int count = take_batch(batch);
         disk_batch_write(batch, count, run_tasks);
+        for (int i = 0; i < count; i++) {
+            if (disk_message_is_short(batch[i])) {
+                write_from_reserve(batch[i]);
+            }
+        }
         pthread_mutex_lock(&lock);
         for (int i = 0; i < count; i++) {
             append(ready, batch[i]);
@@ -209,8 +280,9 @@ bool disk_threads_take(StoreJob *message)
     }
     pthread_mutex_lock(&lock);
     append(waiting, message);
+    const bool ask_helper = writing && help_is_worth;
     pthread_mutex_unlock(&lock);
-    pthread_cond_signal(&work_came);
+    pthread_cond_signal(ask_helper ? &tasks_came : &work_came);
     return true;
 }
 
@@ -228,6 +300,6 @@ StoreJob *disk_threads_ready()
 
 int disk_threads_descriptor()
 {
-    static const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    static const int descriptor = open_report();
     return descriptor;
 }

@@ -80,19 +80,25 @@ void run_here(void (*task)(int number, void *context), int count, void *context)
     }
 }
 
+void write_alone(StoreJob &message)
+{
+    StoreJob *batch[] = {&message};
+    disk_message_begin(&message);
+    disk_batch_write(batch, 1, run_here);
+}
+
 // On this thread, with what the others have not: the descriptors set aside, and a search
 // for the directory.
 void write_here(StoreJob &message)
 {
-    StoreJob *batch[] = {&message};
-    disk_batch_write(batch, 1, run_here);
+    write_alone(message);
     if (message.unusual && message.error == ENOENT && find_directory(message)) {
-        disk_batch_write(batch, 1, run_here);
+        write_alone(message);
     }
     for (int i = 0; i < DESCRIPTORS_OF_ONE && message.unusual; i++) {
         errno = message.error != 0 ? message.error : message.envelope_error;
         if (spare_descriptor_release(0)) {
-            disk_batch_write(batch, 1, run_here);
+            write_alone(message);
         }
     }
     if (message.unusual) {
