@@ -13,10 +13,10 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <string>
 
 extern "C" {
 void *__libc_malloc(size_t);
@@ -155,8 +155,9 @@ ssize_t send(int socket, const void *bytes, size_t size, int flags)
 int close(int file)
 {
     char path[300] = ""; // of a body or an envelope being written: those are counted
-    const std::string link = "/proc/self/fd/" + std::to_string(file);
-    const ssize_t length = readlink(link.c_str(), path, sizeof path - 1);
+    char link[40]; // without a call of its own, which might be the one that fails
+    snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+    const ssize_t length = readlink(link, path, sizeof path - 1);
     const bool spooled = length > 4 && (fcntl(file, F_GETFL) & O_ACCMODE) != O_RDONLY &&
                          (strcmp(path + length - 4, ".tmp") == 0 ||
                           strcmp(path + length - 4, ".env") == 0);
