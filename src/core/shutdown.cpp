@@ -9,6 +9,8 @@
 #include "platform/store.h"
 #include "smtp/message.h"
 
+#include <new>
+
 namespace
 {
 
@@ -24,7 +26,11 @@ void finish_messages()
         if (report == nullptr) {
             return;
         }
-        message_reported(report);
+        try {
+            message_reported(report);
+        } catch (const std::bad_alloc &) {
+            // Nobody can be told of it; the next one may be.
+        }
         passed = tick_count() - began;
     }
 }

@@ -155,7 +155,7 @@ ssize_t send(int socket, const void *bytes, size_t size, int flags)
 int close(int file)
 {
     char path[300] = ""; // of a body or an envelope being written: those are counted
-    char link[40]; // without a call of its own, which might be the one that fails
+    char link[40];       // and nothing is allocated for it: that might be what fails
     snprintf(link, sizeof link, "/proc/self/fd/%d", file);
     const ssize_t length = readlink(link, path, sizeof path - 1);
     const bool spooled = length > 4 && (fcntl(file, F_GETFL) & O_ACCMODE) != O_RDONLY &&
