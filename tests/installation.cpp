@@ -109,12 +109,22 @@ bool Client::fill(int milliseconds)
 
 std::string Client::hears(int milliseconds)
 {
-    while (heard_.find('\n') == std::string::npos && fill(milliseconds)) {
+    size_t end = 0;
+    while ((end = heard_.find('\n') + 1) == 0 && fill(milliseconds)) {
     }
-    const size_t end = std::min(heard_.size(), heard_.find('\n') + 1);
     std::string line = heard_.substr(0, end == 0 ? heard_.size() : end);
     heard_.erase(0, line.size());
     return line;
+}
+
+std::string Client::hears_lines(int count)
+{
+    std::string lines;
+    for (std::string line = "\n"; count > 0 && line.ends_with('\n'); count--) {
+        line = hears();
+        lines += line;
+    }
+    return lines;
 }
 
 std::string Client::hears_rest()
@@ -130,14 +140,6 @@ bool Client::is_closed(int milliseconds)
     while (heard_.empty() && fill(milliseconds)) {
     }
     return ended_ && !was_reset_ && heard_.empty();
-}
-
-void Client::leaves()
-{
-    if (socket_ >= 0) {
-        close(socket_);
-        socket_ = -1;
-    }
 }
 
 // --- Installation
@@ -177,11 +179,8 @@ void Installation::put(const std::string &below, const std::string &bytes)
 void Installation::start(const std::vector<std::string> &prefix)
 {
     launch(prefix);
-    const auto serves = [this] {
-        Client client = connect_from();
-        return client.socket() >= 0 && !client.hears().empty();
-    };
-    ASSERT_TRUE(comes_true(serves)) << "the server does not serve: " << content("stderr");
+    ASSERT_TRUE(comes_true([this] { return greets(); }))
+        << "the server does not serve: " << content("stderr");
     all_closed();
     forget_log();
 }
@@ -217,8 +216,7 @@ int Installation::stop(int signal)
     const auto has_ended = [&] { return waitpid(process, &status, WNOHANG) == process; };
     if (!comes_true(has_ended, 10000)) {
         kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
-        return -1;
+        waitpid(process, &status, 0);
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
@@ -232,15 +230,14 @@ size_t Installation::open_descriptors() const
 Client Installation::connect_from(const std::string &address,
                                   const std::string &server) const
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    Client client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1; // what is said goes out at once
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    if (at_address(bind, socket, address, 0) != 0 ||
-        at_address(connect, socket, server, port_) != 0) {
-        close(socket);
-        return Client(-1);
+    setsockopt(client.socket(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (at_address(bind, client.socket(), address, 0) != 0 ||
+        at_address(connect, client.socket(), server, port_) != 0) {
+        client.leaves();
     }
-    return Client(socket);
+    return client;
 }
 
 Client Installation::greeted(const std::string &address) const
@@ -259,17 +256,15 @@ Client Installation::with_recipient(const std::string &address) const
     return client;
 }
 
-std::vector<std::string> Installation::log_lines(const std::string &stamp_text) const
+std::vector<std::string> Installation::log_lines() const
 {
-    static const std::regex stamp(R"(^\d\d [A-Z][a-z][a-z], \d{4} \d\d:\d\d:\d\d : )");
+    static const std::regex stamp_or_end(
+        R"(^\d\d [A-Z][a-z][a-z], \d{4} \d\d:\d\d:\d\d : |\r$)");
     const std::string log = content("LOGS/QLNSMTP.TXT");
     std::istringstream text(log.substr(std::min(log_from_, log.size())));
     std::vector<std::string> lines;
     for (std::string line; std::getline(text, line);) {
-        if (!line.empty() && line.back() == '\r') {
-            line.pop_back();
-        }
-        lines.push_back(std::regex_replace(line, stamp, stamp_text));
+        lines.push_back(std::regex_replace(line, stamp_or_end, ""));
     }
     return lines;
 }
@@ -280,11 +275,6 @@ long Installation::times_logged(const std::string &text) const
     return std::count_if(lines.begin(), lines.end(), [&](const std::string &line) {
         return line.find(text) != std::string::npos;
     });
-}
-
-bool Installation::logs(const std::string &text, int milliseconds) const
-{
-    return comes_true([&] { return times_logged(text) > 0; }, milliseconds);
 }
 
 void Installation::forget_log()
@@ -306,15 +296,10 @@ std::vector<std::string> Installation::files(const std::string &below) const
 std::string Installation::spooled(const std::string &extension,
                                   const std::string &below) const
 {
-    std::string found;
-    for (const std::string &name : files(below)) {
-        if (name.ends_with(extension)) {
-            EXPECT_EQ("", found) << "more than one " << extension;
-            found = name;
-        }
-    }
-    EXPECT_NE("", found) << "no " << extension;
-    return content(below + "/" + found);
+    std::vector<std::string> found = files(below);
+    std::erase_if(found, [&](const auto &name) { return !name.ends_with(extension); });
+    EXPECT_EQ(1U, found.size()) << extension;
+    return found.empty() ? "" : content(below + "/" + found.front());
 }
 
 void Installation::empty_spool(const std::string &below) const
@@ -326,11 +311,8 @@ void Installation::empty_spool(const std::string &below) const
 
 std::string Installation::text_of(const std::string &message)
 {
-    size_t at = 0;
-    for (int line = 0; line < 3; line++) {
-        at = message.find("\r\n", at);
-        EXPECT_NE(std::string::npos, at);
-        at += 2;
-    }
-    return message.substr(at);
+    std::smatch headers;
+    EXPECT_TRUE(std::regex_search(message, headers, std::regex("^(.*\r\n){3}"),
+                                  std::regex_constants::match_continuous));
+    return headers.suffix();
 }

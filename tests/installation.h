@@ -5,7 +5,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,7 +26,6 @@ class Client
   public:
     explicit Client(int socket) : socket_(socket) {}
     Client(Client &&other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
-    Client &operator=(Client &&) = delete;
     ~Client()
     {
         leaves();
@@ -35,16 +36,25 @@ class Client
     // One line with its CR LF; what came before the end when the server closes or
     // nothing comes within the wait.
     std::string hears(int milliseconds = 5000);
+    std::string hears_lines(int count);
     // Says a line, hears the answer.
-    std::string asks(const std::string &line)
+    std::string asks(const std::string &line, int milliseconds = 5000)
     {
-        return says(line + "\r\n"), hears();
+        return says(line + "\r\n"), hears(milliseconds);
+    }
+    // DATA and the text: the answer to its end line.
+    std::string delivers(const std::string &text)
+    {
+        return asks("DATA"), asks(text + ".");
     }
     // Everything up to the end, for a conversation that ends with the connection.
     std::string hears_rest();
     // The server has closed: everything has been read and the end was seen, not a reset.
     bool is_closed(int milliseconds = 5000);
-    void leaves();
+    void leaves()
+    {
+        close(std::exchange(socket_, -1));
+    }
     int socket() const
     {
         return socket_;
@@ -67,7 +77,7 @@ class Installation : public testing::Test
     Installation();
     ~Installation() override;
 
-    // `lines` go behind the port and `bind=0` of section QLNSMTP.
+    // `lines` follow the port and `bind=0` in section QLNSMTP.
     void settings(const std::string &lines);
     void put(const std::string &below, const std::string &bytes);
     std::string path(const std::string &below) const
@@ -90,28 +100,50 @@ class Installation : public testing::Test
     void launch(const std::vector<std::string> &prefix = {});
     // Starts it for a start that fails: its exit code.
     int start_and_wait(const std::vector<std::string> &prefix = {});
-    // Sends the signal and waits for the end: the exit code, -1 when it had to be killed.
+    // Sends the signal and waits for the end: the exit code, below 0 when a signal was
+    // it.
     int stop(int signal = 15);
     pid_t process() const
     {
         return process_;
     }
     size_t open_descriptors() const;
+    // Bytes of the server's address space.
+    size_t memory() const
+    {
+        return std::stoul(slurp("/proc/" + std::to_string(process_) + "/statm")) * 4096;
+    }
 
     // From a loopback address. The greeting has not been read. Socket -1 when nobody
     // listens there.
     Client connect_from(const std::string &address = "127.0.0.1",
                         const std::string &server = "127.0.0.1") const;
+    // Somebody does, and speaks first.
+    bool greets(const std::string &server = "127.0.0.1") const
+    {
+        Client client = connect_from("0.0.0.0", server);
+        return client.socket() >= 0 && !client.hears().empty();
+    }
+    std::vector<Client> crowd(size_t count) const
+    {
+        std::vector<Client> clients;
+        std::generate_n(std::back_inserter(clients), count,
+                        [&] { return connect_from(); });
+        return clients;
+    }
     // The greeting and HELO are over.
     Client greeted(const std::string &address = "127.0.0.1") const;
     // MAIL and RCPT are over, too.
     Client with_recipient(const std::string &address = "127.0.0.1") const;
 
-    // Log lines behind the last call of `forget_log`, with this text for a time stamp.
-    std::vector<std::string> log_lines(const std::string &stamp_text = "") const;
+    // Log lines since the last call of `forget_log`, without their time stamps.
+    std::vector<std::string> log_lines() const;
     long times_logged(const std::string &text) const;
     // Waits until a log line holds the text; false when none does within the time.
-    bool logs(const std::string &text, int milliseconds = 5000) const;
+    bool logs(const std::string &text, int milliseconds = 5000) const
+    {
+        return comes_true([&] { return times_logged(text) > 0; }, milliseconds);
+    }
     void forget_log();
     // No connection is left and everything is logged.
     void all_closed() const
@@ -126,7 +158,7 @@ class Installation : public testing::Test
                         const std::string &below = "qlnemails") const;
     // Takes the files away, as the fax server does.
     void empty_spool(const std::string &below = "qlnemails") const;
-    // A message file's text behind its three header lines.
+    // A message file's text after its three header lines.
     static std::string text_of(const std::string &message);
 
     int port_;

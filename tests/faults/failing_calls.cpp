@@ -48,6 +48,7 @@ bool fails(FailingCall kind)
     }
     if (nth == 1) {
         errno = page->error;
+        page->nth = page->half && kind != CALL_WRITE && kind != CALL_SEND ? 1 : 0;
     }
     return nth == 1;
 }
@@ -79,6 +80,12 @@ FAILING(CALL_RENAME, int, rename, (const char *from, const char *to), (from, to)
 FAILING(CALL_RENAME, int, renameat, (int in, const char *from, int out, const char *to),
         (in, from, out, to), noexcept)
 FAILING(CALL_UNLINK, int, unlink, (const char *path), (path), noexcept)
+FAILING(CALL_SYNC, int, fsync, (int file), (file))
+FAILING(CALL_STAT, int, stat, (const char *path, struct stat *status), (path, status),
+        noexcept)
+FAILING(CALL_ACCEPT, int, accept4,
+        (int socket, sockaddr *address, socklen_t *length, int flags),
+        (socket, address, length, flags))
 FAILING(CALL_RECV, ssize_t, recv, (int socket, void *bytes, size_t size, int flags),
         (socket, bytes, size, flags))
 FAILING(CALL_WATCH, int, epoll_ctl,
@@ -89,29 +96,6 @@ int fdatasync(int file)
 {
     usleep(static_cast<useconds_t>(page->delay) * 1000);
     return fails(CALL_SYNC) ? -1 : REAL(fdatasync)(file);
-}
-
-int fsync(int file)
-{
-    return fails(CALL_SYNC) ? -1 : REAL(fsync)(file);
-}
-
-int stat(const char *path, struct stat *status) noexcept
-{
-    if (!fails(CALL_STAT)) {
-        return REAL(stat)(path, status);
-    }
-    page->nth = page->half ? 1 : 0; // and so do all that follow
-    return -1;
-}
-
-int accept4(int socket, sockaddr *address, socklen_t *length, int flags)
-{
-    if (!fails(CALL_ACCEPT)) {
-        return REAL(accept4)(socket, address, length, flags);
-    }
-    page->nth = page->half ? 1 : 0;
-    return -1;
 }
 
 int open(const char *path, int flags, ...)
@@ -174,18 +158,12 @@ int clock_gettime(clockid_t clock, timespec *now) noexcept
 
 time_t time(time_t *) noexcept
 {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec;
+    return REAL(time)(nullptr) + page->clock;
 }
 
 void *malloc(size_t size)
 {
-    if (!fails(CALL_MEMORY)) {
-        return counted(__libc_malloc(size));
-    }
-    page->nth = page->half ? 1 : 0; // and so do all that follow
-    return nullptr;
+    return counted(fails(CALL_MEMORY) ? nullptr : __libc_malloc(size));
 }
 
 void *calloc(size_t count, size_t size)

@@ -25,8 +25,8 @@ struct FaultPage {
     std::atomic<int> kind;  // the kind that fails, counted from when it was armed
     std::atomic<int> nth;   // the call that fails, 1 for the next; 0: none
     std::atomic<int> error; // its errno
-    std::atomic<bool> half; // a write or send takes half of the bytes first,
-                            // and after a stat, accept or malloc all others fail, too
+    std::atomic<bool> half; // a write or send takes half of the bytes first, and after
+                            // any other call all that follow fail, too
     std::atomic<int> calls[CALL_KINDS];
     std::atomic<long> blocks; // of memory that have not been given back
     std::atomic<int> clock;   // seconds by which the clock goes wrong
