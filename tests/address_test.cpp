@@ -29,7 +29,7 @@ class Addresses : public Installation
         put("DATA/RAW/" + name, bytes);
         settings_flush();
     }
-    // What is left of each text, with a bar behind it.
+    // What is left of each text, with a bar after it.
     static std::string cleaned(const std::vector<std::string> &texts)
     {
         std::string all;
@@ -70,10 +70,10 @@ TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
     list("TSUSERS.DAT", "[USER0]\r\nFULLEMAIL=Anna@Firm.Example\r\nUSERACTIVE=1\r\n"
                         "[user1]\r\nfullemail=\r\nid=bob\r\nuseractive=0\r\n"
                         "[USER2]\r\nID=carl\r\nFULLEMAIL=c@d\r\n"
-                        "[USER4]\r\nFULLEMAIL=behind@gap\r\n");
+                        "[USER4]\r\nFULLEMAIL=after@gap\r\n");
     EXPECT_EQ(USER_ACTIVE, find_local_user("<anna@firm.exAmple>", true));
     EXPECT_EQ(USER_INACTIVE, find_local_user("Bob", false));
-    for (const char *address : {"<anna@firm.example", "carl", "behind@gap", "", "<>"}) {
+    for (const char *address : {"<anna@firm.example", "carl", "after@gap", "", "<>"}) {
         EXPECT_EQ(USER_UNKNOWN, find_local_user(address, true)) << address;
     }
 
@@ -83,7 +83,7 @@ TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
     }
     list("TSUSERS.DAT", many);
     EXPECT_EQ(USER_INACTIVE, find_local_user("u998", 1));
-    EXPECT_EQ(USER_UNKNOWN, find_local_user("u999", 1)) << "behind the last looked at";
+    EXPECT_EQ(USER_UNKNOWN, find_local_user("u999", 1)) << "after the last looked at";
 
     EXPECT_EQ(1, domain_is_accepted("any.example")); // no such file
     list("DOMAIN.DAT", "Firm.Example,1\r\nwith,commas,2\nbare.example\r\n" +
@@ -96,5 +96,5 @@ TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
         EXPECT_EQ(0, domain_is_accepted(domain)) << domain;
     }
     list("DOMAIN.DAT", "ended.by.a.line.end,1\r\n");
-    EXPECT_EQ(1, domain_is_accepted("")) << "behind the line end";
+    EXPECT_EQ(1, domain_is_accepted("")) << "after the line end";
 }
