@@ -17,6 +17,11 @@ def read(path):
         return file.read()
 
 
+def put(path, text):
+    with open(path, "w") as file:
+        file.write(text)
+
+
 def free_port():
     """Below the ports that the system gives to clients, who would be in the way."""
     for port in random.sample(range(20000, 30000), 100):
@@ -34,9 +39,9 @@ class Installation:
         self.settings(settings)
 
     def settings(self, lines):
-        with open(f"{self.directory}/DATA/RAW/new", "w") as file:
-            file.write(f"[QLNSMTP]\nport={self.port}\nbind=0\n{lines}\n")
-        os.rename(file.name, f"{self.directory}/DATA/RAW/QLNXSERVER.DAT")
+        new = self.directory + "/DATA/RAW/new"
+        put(new, f"[QLNSMTP]\nport={self.port}\nbind=0\n{lines}\n")
+        os.rename(new, self.directory + "/DATA/RAW/QLNXSERVER.DAT")
 
     def launch(self, prefix=(), **environment):
         with open(self.directory + "/output", "ab") as output:

@@ -4,7 +4,6 @@
 #include "base/gateway.h"
 #include "base/session.h"
 #include "base/sessions.h"
-#include "base/settings.h"
 #include "base/text.h"
 #include "core/disconnect.h"
 #include "fuzz_installation.h"
@@ -26,6 +25,8 @@
 
 namespace
 {
+
+constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
 
 int sends_until_short;
 int messages;   // promised
@@ -86,7 +87,7 @@ bool is_secret_in(const std::string &text, const std::string &answer)
 // No line that was added to the log holds the password but one that takes it for a name.
 void look_for_secrets(const std::string &text, size_t logged)
 {
-    std::ifstream log("LOGS/QLNSMTP.TXT");
+    std::ifstream log(LOG);
     log.seekg(static_cast<std::streamoff>(logged));
     for (std::string line; std::getline(log, line);) {
         promise(text.find(PASSWORD) != std::string::npos ||
@@ -98,13 +99,6 @@ void look_for_secrets(const std::string &text, size_t logged)
                     "an answer in the log");
         }
     }
-}
-
-bool has_answer(const std::string &text)
-{
-    return std::any_of(std::begin(ANSWERS), std::end(ANSWERS), [&](const char *answer) {
-        return text.find(answer) != std::string::npos;
-    });
 }
 
 void count_spool()
@@ -147,7 +141,6 @@ extern "C" ssize_t send(int, const void *bytes, size_t size, int)
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     enter_installation();
-    settings_locate();
     promise(events_start(), "no events");
     std::ofstream("DATA/RAW/SMTPLOGINS.DAT") << LOGIN;
     gateway.statusWindow = dialog_create(status_dialog, nullptr, status_dialog_proc);
@@ -160,19 +153,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     }
     write_settings(data[0]);
-    let_in = false;
+    let_in = receiving = false;
     const size_t chunk = data[1] == 0 ? 1023 : data[1];
     sends_until_short = data[2];
     messages = 0;
-    receiving = false;
 
     ClientSession *session = session_alloc();
     session_set_socket(session, open("/dev/null", O_RDWR));
     static unsigned number; // another address each time: one that guesses is refused
     address_to_text(++number, session->peerText, PEER_SIZE);
     current = session;
-    const size_t logged =
-        fs::exists("LOGS/QLNSMTP.TXT") ? fs::file_size("LOGS/QLNSMTP.TXT") : 0;
+    const size_t logged = fs::exists(LOG) ? fs::file_size(LOG) : 0;
     gateway.active_count = 1;
     handle_client_input(session, nullptr, 0);
     const std::string text(data + 3, data + size);
@@ -180,16 +171,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         hand_over(session, text.data() + at, std::min(chunk, text.size() - at));
     }
     promise(!session->authenticated || let_in, "authenticated without a word");
-    promise(!let_in || !session->esmtp || has_answer(text), "a wrong password is right");
+    const auto is_there = [&](const char *answer) {
+        return text.find(answer) != std::string::npos;
+    };
+    promise(!let_in || !session->esmtp || std::ranges::any_of(ANSWERS, is_there),
+            "a wrong password is right");
     const bool extended = session->esmtp;
     Disconnect(session);
     log_flush();
-    if (extended &&
-        fs::file_size("LOGS/QLNSMTP.TXT") >= logged) { // not trimmed meanwhile
+    if (extended && fs::file_size(LOG) >= logged) { // not trimmed meanwhile
         look_for_secrets(text, logged);
     }
     promise(gateway.active_count == 0, "a session is still counted");
-    promise(fs::file_size("LOGS/QLNSMTP.TXT") < 8U << 20, "the log is not trimmed");
+    promise(fs::file_size(LOG) < 8U << 20, "the log is not trimmed");
     count_spool();
     return 0;
 }

@@ -1,6 +1,8 @@
 // An installation directory in memory for fuzz targets that run parts of the server.
 #pragma once
 
+#include "base/settings.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -17,7 +19,7 @@ inline void promise(bool kept, const char *what)
     }
 }
 
-// Makes the directory and works in it from then on.
+// Makes the directory; the server's files are there from then on.
 inline void enter_installation()
 {
     std::string name = fs::exists("/dev/shm") ? "/dev/shm" : "/tmp";
@@ -30,6 +32,7 @@ inline void enter_installation()
         fs::create_directories(below);
     }
     atexit([] { fs::remove_all(directory); });
+    settings_locate();
 }
 
 // Nothing has been made beside it.

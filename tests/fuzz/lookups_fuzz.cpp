@@ -1,7 +1,6 @@
 // Any address against any users and domains file, and through the address cleaner.
 //
 // Input: a length, an address of that many bytes, the content of both files.
-#include "base/settings.h"
 #include "fuzz_installation.h"
 #include "platform/file_contents.h"
 #include "spool/address.h"
@@ -15,7 +14,6 @@
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     enter_installation();
-    settings_locate();
     return 0;
 }
 
