@@ -22,13 +22,8 @@
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-namespace
-{
-
 constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
 constexpr size_t MEGABYTE = 1 << 20;
-
-} // namespace
 
 // The log of this very process, in an installation of its own.
 class Log : public Installation
@@ -180,10 +175,8 @@ TEST_F(Installation, LogAndReceivedHeaderCarryTheZonesTimeInEnglish)
     start({"env", "TZ=<ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789ABCD>-5:30",
            "LC_ALL=de_DE.UTF-8", "LANGUAGE=de"});
     const time_t now = time(nullptr);
-    Client client = with_recipient("127.0.0.7");
     settings("VERSION=9.9\r\n"); // no BUILDDATE any more
-    client.asks("DATA");
-    client.asks(".");
+    EXPECT_EQ("250 OK\r\n", with_recipient("127.0.0.7").delivers(""));
     const std::regex header(
         R"(Received: from 127\.0\.0\.7 on (\w{3} \w{3} \d\d \d\d:\d\d:\d\d \d{4}) )"
         R"(ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789ABCD\r\n)"

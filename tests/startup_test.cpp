@@ -127,10 +127,8 @@ TEST_F(Startup, AnInstallationInSmallLettersIsServedFromAnywhereAsItStands)
     ASSERT_EQ(0, system(rename.c_str()));
     put("logs/qlnsmtp.txt", "old\r\n");
     launch({"sh", "-c", "cd / && exec \"$0\" " + path("")});
-    ASSERT_TRUE(comes_true([this] { return connect_from().socket() >= 0; }));
-    Client client = with_recipient();
-    client.asks("DATA");
-    EXPECT_EQ("250 OK\r\n", client.asks("x\r\n."));
+    ASSERT_TRUE(comes_true([this] { return greets(); }));
+    EXPECT_EQ("250 OK\r\n", with_recipient().delivers("x\r\n"));
     EXPECT_EQ(0, stop());
     EXPECT_EQ(2U, files("QlnEmails").size());
     EXPECT_EQ((Lines{"LOG", "QlnEmails", "data", "logs", "mailin", "pending", "stderr",
