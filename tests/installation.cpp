@@ -47,16 +47,14 @@ int free_port()
 {
     // Below the ports that the system gives to clients, who would be in the way.
     static std::mt19937 random(std::random_device{}());
-    for (int i = 0; i < 100; i++) {
-        const int port = std::uniform_int_distribution(10000, 30000)(random);
-        const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-        const int taken = at_address(bind, socket, "0.0.0.0", port);
-        close(socket);
-        if (taken == 0) {
-            return port;
-        }
+    int port = 0;
+    int taken = -1;
+    while (taken != 0) {
+        port = std::uniform_int_distribution(10000, 30000)(random);
+        const Client bound(socket(AF_INET, SOCK_STREAM, 0));
+        taken = at_address(bind, bound.socket(), "0.0.0.0", port);
     }
-    return 0;
+    return port;
 }
 
 bool comes_true(const std::function<bool()> &condition, int milliseconds)

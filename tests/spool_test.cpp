@@ -129,19 +129,6 @@ TEST_F(Spool, TheStartNamesWhatAnEarlierRunHasLeft)
                               path("pending/0123456789abcdef00.env") + "]"));
 }
 
-TEST_F(Spool, ASenderWhoIsRefusedLeavesNoEnvelopeToTheNextRecipient)
-{
-    start();
-    Client client = greeted();
-    says_ok(client, {"RCPT TO:<fax@firm.example>"});
-    EXPECT_EQ("RCPT TO: <fax@firm.example>\r\n", spooled(".env", "mailin"));
-
-    fs::rename(path("mailin"), path("away"));
-    EXPECT_EQ("451 ", client.asks("MAIL FROM:<anna@firm.example>").substr(0, 4));
-    says_ok(client, {"MAIL FROM:<anna@firm.example>"});
-    EXPECT_EQ("MAIL FROM: <anna@firm.example>\r\n", spooled(".env"));
-}
-
 TEST_F(Spool, APathOfTwoHundredAndFiftyNineCharactersIsTheLongest)
 {
     const size_t room = 259 - path("/qlnemails/0123456789abcdef00.env").size();
@@ -181,4 +168,12 @@ TEST_F(Spool, UnfinishedFilesGoWithTheirClient)
     all_closed();
     EXPECT_EQ(Lines{}, files("pending"));
     EXPECT_EQ(2U, files("mailin").size());
+
+    // A sender who is refused leaves no envelope to the next recipient.
+    Client next = greeted();
+    says_ok(next, {"RCPT TO:<fax@firm.example>"});
+    fs::rename(path("mailin"), path("away"));
+    EXPECT_EQ("451 ", next.asks("MAIL FROM:<eve@firm.example>").substr(0, 4));
+    says_ok(next, {"MAIL FROM:<eve@firm.example>"});
+    EXPECT_EQ("MAIL FROM: <eve@firm.example>\r\n", spooled(".env"));
 }
