@@ -55,7 +55,7 @@ TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
          {"output", "DATA/RAW/VALIDIPADDRESSES.TXT", "DATA/RAW/DOMAIN.DAT"}) {
         ASSERT_EQ(0, mkfifo(path(name).c_str(), 0600));
     }
-    const int output = open(path("output").c_str(), O_RDONLY | O_NONBLOCK);
+    const int output = open(path("output").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     start({"prlimit", "--nofile=40:400", "--fsize=1000000", "sh", "-c",
            "exec \"$@\" >output", "sh"});
     EXPECT_EQ("503 ", connect_from().hears().substr(0, 4));
