@@ -20,9 +20,6 @@
 
 extern "C" {
 void *__libc_malloc(size_t);
-void *__libc_calloc(size_t, size_t);
-void *__libc_realloc(void *, size_t);
-void __libc_free(void *);
 }
 
 namespace
@@ -51,12 +48,6 @@ bool fails(FailingCall kind)
         page->nth = page->half && kind != CALL_WRITE && kind != CALL_SEND ? 1 : 0;
     }
     return nth == 1;
-}
-
-void *counted(void *block)
-{
-    page->blocks += block != nullptr ? 1 : 0;
-    return block;
 }
 
 } // namespace
@@ -163,25 +154,6 @@ time_t time(time_t *) noexcept
 
 void *malloc(size_t size)
 {
-    return counted(fails(CALL_MEMORY) ? nullptr : __libc_malloc(size));
-}
-
-void *calloc(size_t count, size_t size)
-{
-    return counted(fails(CALL_MEMORY) ? nullptr : __libc_calloc(count, size));
-}
-
-void *realloc(void *block, size_t size)
-{
-    if (block == nullptr) {
-        return malloc(size);
-    }
-    return fails(CALL_MEMORY) ? nullptr : __libc_realloc(block, size);
-}
-
-void free(void *block)
-{
-    page->blocks -= block != nullptr ? 1 : 0;
-    __libc_free(block);
+    return fails(CALL_MEMORY) ? nullptr : __libc_malloc(size);
 }
 }

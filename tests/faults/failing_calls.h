@@ -28,7 +28,6 @@ struct FaultPage {
     std::atomic<bool> half; // a write or send takes half of the bytes first, and after
                             // any other call all that follow fail, too
     std::atomic<int> calls[CALL_KINDS];
-    std::atomic<long> blocks; // of memory that have not been given back
-    std::atomic<int> clock;   // seconds by which the clock goes wrong
-    std::atomic<int> delay;   // milliseconds that a sync takes
+    std::atomic<int> clock; // seconds by which the clock goes wrong
+    std::atomic<int> delay; // milliseconds that a sync takes
 };
