@@ -56,17 +56,22 @@ TEST_F(Spool, EnvelopesNameSenderAndRecipientsAsTheyWereGiven)
 TEST_F(Spool, NamesThatAreTakenAreNotGivenAgain)
 {
     start();
-    timespec up;
-    clock_gettime(CLOCK_MONOTONIC, &up);
-    const auto now = static_cast<unsigned long>(time(nullptr));
-    const auto tick = static_cast<unsigned long>(up.tv_sec * 1000 + up.tv_nsec / 1000000);
-    for (unsigned long i = 0; i < 6000; i++) { // the first two of the next two seconds
+    const auto milliseconds = [](clockid_t clock) {
+        timespec now;
+        clock_gettime(clock, &now);
+        return static_cast<unsigned long>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+    };
+    const unsigned long now = milliseconds(CLOCK_REALTIME);
+    const unsigned long begin = (now / 1000 + 2) * 1000;
+    const unsigned long tick = milliseconds(CLOCK_MONOTONIC) + begin - now;
+    for (unsigned long i = 0; i < 400; i++) { // the first two of each millisecond then
         char name[40];
-        snprintf(name, sizeof name, "qlnemails/%08lx%08lx0", now + i % 3,
-                 (tick + i / 3) & 0xFFFFFFFF);
+        snprintf(name, sizeof name, "qlnemails/%08lx%08lx0", begin / 1000,
+                 (tick + i) & 0xFFFFFFFF);
         put(name + "0.txt"s, "");
         put(name + "1.env"s, "");
     }
+    sleep_ms(static_cast<int>(begin + 50 - milliseconds(CLOCK_REALTIME)));
     Client client = with_recipient();
     std::string made;
     for (const std::string &name : files()) {
