@@ -197,7 +197,8 @@ TEST_F(Dialogue, MessageLinesAreStoredAsTheyCameAndEndInCrLf)
     const std::string sent =
         "..\r\n. \r\n. \n.\r.\r\nbare\n\na\0b\r\n\0\n.\0\r\n\xE4\xFF\r in\r\n"s +
         copies(1023, "a") + "\n" + copies(1022, "b") + "\r\n" + copies(2046, "c") +
-        "\r\n" + copies(2500, "d") + "\n" + copies(1023, "e");
+        "\r\n" + copies(2500, "d") + "\n" + copies(1022, "f") + ".\r\n" +
+        copies(1023, "e");
     const std::string stored = std::regex_replace(sent, std::regex("\r?\n"), "\r\n");
     Client client = greeted();
     for (const size_t piece : {sent.size(), size_t{1023}, size_t{100}, size_t{1}}) {

@@ -123,8 +123,9 @@ TEST_F(Spool, TheStartNamesWhatAnEarlierRunHasLeft)
     }
     put("pending/0123456789abcdef00.env", "");
     put("mailin/0123456789abcdef00.env", ""); // its message may have been taken just now
-    fs::last_write_time(path("pending/0123456789abcdef00.env"),
-                        fs::file_time_type::clock::now() - std::chrono::minutes(2));
+    const auto earlier = fs::file_time_type::clock::now() - std::chrono::minutes(2);
+    fs::last_write_time(path("pending/0123456789abcdef00.env"), earlier);
+    fs::last_write_time(path("qlnemails/0123456789abcdef10.env"), earlier);
     launch();
     EXPECT_TRUE(logs("SMTP: More files of unfinished messages are left in ["));
     EXPECT_EQ(20, times_logged("An unfinished message of an earlier run is left in"));
