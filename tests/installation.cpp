@@ -39,8 +39,9 @@ int at_address(Call call, int socket, const std::string &text, int port)
 
 std::string slurp(const std::string &path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
 }
 
 int free_port()
@@ -256,13 +257,15 @@ Client Installation::with_recipient(const std::string &address) const
 
 std::vector<std::string> Installation::log_lines() const
 {
-    static const std::regex stamp_or_end(
-        R"(^\d\d [A-Z][a-z][a-z], \d{4} \d\d:\d\d:\d\d : |\r$)");
     const std::string log = content("LOGS/QLNSMTP.TXT");
     std::istringstream text(log.substr(std::min(log_from_, log.size())));
     std::vector<std::string> lines;
     for (std::string line; std::getline(text, line);) {
-        lines.push_back(std::regex_replace(line, stamp_or_end, ""));
+        int stamp = 0; // length of "05 Jan, 2005 14:03:09 : "
+        sscanf(line.c_str(),
+               "%*2[0-9] %*3[A-Za-z], %*4[0-9] %*2[0-9]:%*2[0-9]:%*2[0-9] :%n", &stamp);
+        const size_t begin = stamp == 23 ? std::min(line.size(), size_t{24}) : 0;
+        lines.push_back(line.substr(begin, line.find_last_not_of('\r') + 1 - begin));
     }
     return lines;
 }
