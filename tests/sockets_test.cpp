@@ -183,7 +183,7 @@ TEST_F(Sockets, ManyShortRepliesMayWaitForTheirReader)
 
 TEST_F(Sockets, WhenDescriptorsRunOutTheRestWaits)
 {
-    constexpr size_t LIMIT = 32;
+    constexpr size_t LIMIT = 40;
     const std::string broken = "SMTP: [] - Connection broken...";
     start({"prlimit", "--nofile=" + std::to_string(LIMIT)});
     for (int occurrence = 0; occurrence < 2; occurrence++) {
