@@ -281,6 +281,7 @@ TEST_F(Faults, OfNobodyElseAreTheWaitsForTheDisk)
     leaver.leaves();
     slow.says("op\r\nQUIT\r\n");
     EXPECT_EQ("", slow.hears(1000));
+    EXPECT_LT(watched + 1, page_->calls[CALL_WATCH]) << "who talks on keeps nobody busy";
     EXPECT_EQ("250 OK\r\n", slow.hears(9000));
     EXPECT_EQ("250 OK\r\n", slow.hears()); // of the NOOP that was begun with the text
     EXPECT_EQ("221", slow.hears().substr(0, 3));
