@@ -6,24 +6,10 @@
 #include "spool/domains.h"
 #include "spool/local_users.h"
 
-#include <filesystem>
-
-using namespace std::string_literals;
-
 // An installation's lists without a server: the working directory is the installation.
 class Addresses : public Installation
 {
   protected:
-    Addresses()
-    {
-        std::filesystem::current_path(path(""));
-        settings_flush();
-        settings_locate();
-    }
-    ~Addresses() override
-    {
-        std::filesystem::current_path("/");
-    }
     void list(const std::string &name, const std::string &bytes)
     {
         put("DATA/RAW/" + name, bytes);
@@ -57,11 +43,10 @@ TEST_F(Addresses, AreReducedToABareAddressInLowerCase)
     // The setting is written when it is missing, and compared in capitals.
     list("QLNXSERVER.DAT", "");
     EXPECT_EQ("a@b|", cleaned({"a+@b"}));
-    EXPECT_EQ("[Environment]\r\nbadaddrchars=!#$%^&*{}'?+=`\r\n",
-              content("DATA/RAW/QLNXSERVER.DAT"));
+    EXPECT_EQ("[Environment]\r\nbadaddrchars=!#$%^&*{}'?+=`\r\n", content(SETTINGS));
     list("QLNXSERVER.DAT", "[QLNSMTP]\r\nbadaddrchars=-xY\r\n");
     EXPECT_EQ("a+x@b|", cleaned({"a-+x@b~\\y"}));
-    EXPECT_EQ("[QLNSMTP]\r\nbadaddrchars=-xY\r\n", content("DATA/RAW/QLNXSERVER.DAT"));
+    EXPECT_EQ("[QLNSMTP]\r\nbadaddrchars=-xY\r\n", content(SETTINGS));
 }
 
 TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)

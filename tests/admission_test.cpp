@@ -4,11 +4,6 @@
 #include "installation.h"
 
 #include <algorithm>
-#include <filesystem>
-
-namespace fs = std::filesystem;
-using Lines = std::vector<std::string>;
-using namespace std::string_literals;
 
 namespace
 {
@@ -163,15 +158,15 @@ TEST_F(Admission, TheLogNamesTheAcceptedEntryOrTheRefusal)
     }
 
     // The list is loaded once, and a load that has failed is tried again.
-    fs::remove(path(ACCEPTED_FILE));
+    fs::remove(ACCEPTED_FILE);
     start();
     const std::string warning = "***WARNING*** - IP Address validation ";
     const Lines lines = log_of("127.0.0.5", NOT_VALID);
     EXPECT_EQ(warning + "file cannot be found", lines.at(0));
     EXPECT_EQ(warning + "cannot be performed...", lines.at(1));
-    fs::create_directory(path(ACCEPTED_FILE));
+    fs::create_directory(ACCEPTED_FILE);
     EXPECT_EQ(warning + "- Unable to open file", log_of("127.0.0.5", NOT_VALID).at(0));
-    fs::remove(path(ACCEPTED_FILE));
+    fs::remove(ACCEPTED_FILE);
     put(ACCEPTED_FILE, "127.0.0.7\r\n");
     log_of("127.0.0.7", LET_IN);
     put(ACCEPTED_FILE, "127.0.0.5\r\n");
@@ -202,7 +197,7 @@ TEST_F(Admission, AChangeOfTheBannedListCountsAtTheNextConnection)
         log_of("127.0.1.8", LET_IN);
     }
     EXPECT_EQ(descriptors, open_descriptors());
-    fs::remove(path(BANNED_FILE));
-    fs::create_directory(path(BANNED_FILE)); // nothing that can be opened bans nobody
+    fs::remove(BANNED_FILE);
+    fs::create_directory(BANNED_FILE); // nothing that can be opened bans nobody
     EXPECT_EQ(Lines{attempt}, log_of("127.0.0.7", LET_IN));
 }

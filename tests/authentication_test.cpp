@@ -8,9 +8,7 @@
 #include "smtp/login_failures.h"
 
 #include <ctime>
-#include <filesystem>
 
-using namespace std::string_literals;
 using Authentication = Installation;
 using Credentials = Installation;
 
@@ -28,7 +26,7 @@ TEST_F(Authentication, MailRcptAndDataWaitForItWhenItIsRequired)
     for (const char *line : {"AUTH", "AUTH LOGIN", "auth\tplain", "AUTH X"}) {
         EXPECT_EQ("500 SMTP AUTHENTICATION not required.\r\n", client.asks(line)) << line;
     }
-    EXPECT_EQ("250 OK\r\n", client.asks(MAIL));
+    EXPECT_EQ(OK, client.asks(MAIL));
 
     settings(SHOWN);
     for (const char *line : {"AUTH LOGIN YW5uYQ==", "AUTH LOGIN ", "AUTH  LOGIN",
@@ -59,10 +57,10 @@ TEST_F(Authentication, PromptsOneConnectionLoginOnceAndPlainAgainAndAgain)
     Client login = greeted("127.0.0.2");
     Client plain = greeted("127.0.0.3");
     EXPECT_EQ("334 VXN1cm5hbWU6\r\n", login.asks("auth login"));
-    EXPECT_EQ("250 OK\r\n", login.asks(MAIL)) << "no answer to the prompt is needed";
+    EXPECT_EQ(OK, login.asks(MAIL)) << "no answer to the prompt is needed";
     login.says("YW5uYQ==\r\n");
-    EXPECT_EQ("250 OK\r\n", login.asks("RSET")) << "answers to the prompt get no reply";
-    EXPECT_EQ("250 OK\r\n", login.asks(MAIL)) << "RSET keeps the authentication";
+    EXPECT_EQ(OK, login.asks("RSET")) << "answers to the prompt get no reply";
+    EXPECT_EQ(OK, login.asks(MAIL)) << "RSET keeps the authentication";
 
     EXPECT_EQ(RCPT_REFUSED, plain.asks(RCPT)) << "another's authentication opens nothing";
     EXPECT_EQ("334 Username\r\n", plain.asks("AUTH PLAIN"));
@@ -73,10 +71,10 @@ TEST_F(Authentication, PromptsOneConnectionLoginOnceAndPlainAgainAndAgain)
     EXPECT_TRUE(logs("AUTH PLAIN received, requesting authentication ID"));
     greeted().asks("AUTH LOGIN");
     EXPECT_TRUE(logs("Requesting authentication password"));
-    EXPECT_EQ("250 OK\r\n", plain.asks(MAIL));
+    EXPECT_EQ(OK, plain.asks(MAIL));
     plain.leaves();
     EXPECT_TRUE(logs("SMTP: [127.0.0.3] disconnected"));
-    EXPECT_EQ("250 OK\r\n", login.asks(RCPT)) << "another's end closes nothing";
+    EXPECT_EQ(OK, login.asks(RCPT)) << "another's end closes nothing";
     EXPECT_EQ(MAIL_REFUSED, greeted().asks(MAIL)) << "in the other's record";
     login.says("AUTH LOGIN\r\nNOOP\r\n");
     EXPECT_TRUE(login.is_closed());
@@ -97,21 +95,19 @@ TEST(Base64, IsDecodedWholeOrNotAtAll)
 
 TEST_F(Credentials, AreJudgedByTheFileAsItIs)
 {
-    const std::string file = "DATA/RAW/smtplogins.dat";
     const std::string hash = "$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1"; // of "secret"
     const auto judged = [](const char *name, const char *password) {
         file_contents_invalidate();
         return judge_login(name, password);
     };
-    std::filesystem::current_path(path(""));
     EXPECT_EQ(LOGIN_ACCEPTED, judged("anybody", "")) << "no file";
-    put(file, "locked:!" + hash +
-                  "\r\nanna:$6$abcdefgh$ltjgWl6579NluT/Vi1nwEvcil.G5Nbc4NiXZaNGStk8PSwGfQ"
-                  "v72N2CKPPrVACtLtip/cZ/1GM/O6IND4WQhG.\r\nno colon\n\n:" +
-                  hash + "\nstarred:*\nplain:secret\nempty:\nold:aa3kxsKzvuQMc\n" +
-                  "unknown kind:$9$abc$def\nanna:" + hash +
-                  "\ncut:" + hash.substr(0, 33) + "\nmore:" + hash +
-                  ":x\nlocked:" + hash + "\nbob:" + hash);
+    put(LOGINS,
+        "locked:!" + hash +
+            "\r\nanna:$6$abcdefgh$ltjgWl6579NluT/Vi1nwEvcil.G5Nbc4NiXZaNGStk8PSwGfQ"
+            "v72N2CKPPrVACtLtip/cZ/1GM/O6IND4WQhG.\r\nno colon\n\n:" +
+            hash + "\nstarred:*\nplain:secret\nempty:\nold:aa3kxsKzvuQMc\n" +
+            "unknown kind:$9$abc$def\nanna:" + hash + "\ncut:" + hash.substr(0, 33) +
+            "\nmore:" + hash + ":x\nlocked:" + hash + "\nbob:" + hash);
     for (const char *name : {"anna", "bob"}) {
         EXPECT_EQ(LOGIN_ACCEPTED, judged(name, "secret")) << name;
         for (const char *password : {"", "Secret", "secret ", "secre", "*0", "*1"}) {
@@ -134,16 +130,15 @@ TEST_F(Credentials, AreJudgedByTheFileAsItIs)
     EXPECT_GT(cost("x"), cost("anna") / 4) << "the time tells which names there are";
     EXPECT_GT(cost("locked"), cost("anna") / 4);
 
-    put(file, "\xFF\xFE");
+    put(LOGINS, "\xFF\xFE");
     EXPECT_EQ(LOGIN_NOT_JUDGED, judged("bob", "secret")) << "in UTF-16";
-    put(file, "");
+    put(LOGINS, "");
     EXPECT_EQ(LOGIN_REFUSED, judged("anna", "secret")) << "an empty file";
-    for (const char *target : {".", "gone", "smtplogins.dat"}) { // links lead to no file
-        std::filesystem::remove(path(file));
-        std::filesystem::create_symlink(target, path(file));
+    for (const char *target : {".", "gone", "SMTPLOGINS.DAT"}) { // links lead to no file
+        fs::remove(LOGINS);
+        fs::create_symlink(target, LOGINS);
         EXPECT_EQ(LOGIN_NOT_JUDGED, judged("anna", "secret")) << target;
     }
-    std::filesystem::current_path("/");
 }
 
 TEST(LoginFailures, OfOneAddressAreTenInTenMinutes)

@@ -7,11 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-
-namespace fs = std::filesystem;
-using Lines = std::vector<std::string>;
-
 TEST_F(Installation, AConnectionMayBreakAtAnyByte)
 {
     settings("SocketTimeout=0\r\n");
@@ -53,9 +48,9 @@ TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
     settings("ACCEPTVALIDADDRESSONLY=1\r\n");
     for (const char *name :
          {"output", "DATA/RAW/VALIDIPADDRESSES.TXT", "DATA/RAW/DOMAIN.DAT"}) {
-        ASSERT_EQ(0, mkfifo(path(name).c_str(), 0600));
+        ASSERT_EQ(0, mkfifo(name, 0600));
     }
-    const int output = open(path("output").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int output = open("output", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     start({"prlimit", "--nofile=40:400", "--fsize=1000000", "sh", "-c",
            "exec \"$@\" >output", "sh"});
     EXPECT_EQ("503 ", connect_from().hears().substr(0, 4));
@@ -66,7 +61,7 @@ TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
     const std::string mail = "MAIL FROM:<" + copies(400, "s") + "@any.example>\r\n";
     for (int i = 0; i < 100; i++) { // some 2 KB of output each, 100 at a time
         client.says(copies(100, mail));
-        ASSERT_EQ(copies(100, "250 OK\r\n"), client.hears_lines(100));
+        ASSERT_EQ(copies(100, OK), client.hears_lines(100));
     }
 #ifndef __SANITIZE_ADDRESS__ // it keeps what is given back for a while
     EXPECT_LT(memory() - before, 10U << 20) << "output that waits is bounded";
@@ -74,8 +69,8 @@ TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
     close(output);
     EXPECT_EQ("451 ",
               client.delivers(copies(20000, copies(60, "x") + "\n")).substr(0, 4));
-    fs::rename(path("LOGS/QLNSMTP.TXT"), path("LOGS/old"));
-    ASSERT_EQ(0, mkfifo(path("LOGS/QLNSMTP.TXT").c_str(), 0600));
+    fs::rename(LOG, "LOGS/old");
+    ASSERT_EQ(0, mkfifo(LOG, 0600));
     client.asks("MAIL FROM:<a@any.example>");
     EXPECT_NE("", client.delivers("text\r\n"));
     EXPECT_EQ("text\r\n", text_of(spooled(".txt")));
@@ -87,7 +82,7 @@ TEST_F(Installation, AMessageThatCannotBeStoredIsNotAccepted)
         "451 Message could not be stored, please try again later\r\n";
     start();
     Client client = with_recipient();
-    fs::remove_all(path("qlnemails"));
+    fs::remove_all("qlnemails");
     // A new transaction has no reply: the next one is another command's.
     Client other = greeted();
     EXPECT_EQ("214 ", other.asks("MAIL FROM:<a@b.example>\r\nHELP").substr(0, 4));
@@ -96,12 +91,12 @@ TEST_F(Installation, AMessageThatCannotBeStoredIsNotAccepted)
     EXPECT_TRUE(logs("Envelope could not be written - No such file or directory"));
     EXPECT_EQ(refusal, client.delivers("QUIT\r\nRCPT TO:<text@not.a.command>\r\n"));
     EXPECT_TRUE(logs("Message could not be stored - No such file or directory"));
-    fs::create_directory(path("qlnemails"));
+    fs::create_directory("qlnemails");
 
     client.asks("MAIL FROM:<>");
     client.asks("DATA");
     // It is not there yet when the text is asked for.
-    const std::string body = path("qlnemails/" + files().at(0).substr(0, 18) + ".tmp");
+    const std::string body = "qlnemails/" + files().at(0).substr(0, 18) + ".tmp";
     EXPECT_TRUE(comes_true([&] { return fs::remove(body); }));
     EXPECT_EQ(refusal, client.asks("taken away\r\n."));
     EXPECT_EQ(Lines{}, files());

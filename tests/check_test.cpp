@@ -9,14 +9,11 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-using Lines = std::vector<std::string>;
-
-constexpr char SETTINGS[] = "data/raw/qlnxserver.dat"; // as it is named in findings
+constexpr char ITS_SETTINGS[] = "data/raw/qlnxserver.dat"; // as findings name it
 constexpr char ACCEPTED[] = "DATA/RAW/VALIDIPADDRESSES.TXT";
 constexpr char BANNED[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
 constexpr char USERS[] = "DATA/RAW/TSUSERS.DAT";
 constexpr char DOMAINS[] = "DATA/RAW/DOMAIN.DAT";
-constexpr char LOGINS[] = "DATA/RAW/SMTPLOGINS.DAT";
 
 class Check : public Installation
 {
@@ -40,7 +37,7 @@ class Check : public Installation
     {
         const std::string command = QLNSMTP_CHECK " --user " +
                                     std::string(getpwuid(geteuid())->pw_name) + " " +
-                                    path("") + " " + arguments + " >" + path("said");
+                                    path("") + " " + arguments + " >said";
         const int result = system(command.c_str());
         said = content("said");
         return WEXITSTATUS(result);
@@ -85,7 +82,7 @@ TEST_F(Check, AHealthyInstallationIsFoundHealthyRunningOrNot)
     EXPECT_EQ("", said);
     start();
     tells(0, "", "0.0.0.0: the server is running\n");
-    ASSERT_EQ(0, rename(path("LOGS").c_str(), path("LOGS2").c_str()));
+    ASSERT_EQ(0, rename("LOGS", "LOGS2"));
     tells(2, "", "another installation's");
 }
 
@@ -100,7 +97,7 @@ TEST_F(Check, TellsWhatAUserMayNotDoAndNamesThatAreThereTwice)
     EXPECT_EQ(std::string::npos, said.find("mailin: ")) << said;
     EXPECT_EQ(2, status("--user no-such-user 2>/dev/null"));
 
-    ASSERT_EQ(0, rmdir(path("mailin").c_str()));
+    ASSERT_EQ(0, rmdir("mailin"));
     put("DATA/RAW/domain.dat", "");
     finds("",
           {"mailin: error: is missing", std::string(DOMAINS) + ": warning: is there 2"});
@@ -112,19 +109,19 @@ TEST_F(Check, SettingsThatAreNotReadAsTheySeem)
         "Colour=red\r\nMINSIZE=4096\r\nFULLDETAIL=1x\r\nSYNCSPOOL=no\r\nLOGONLY=0\r\n"
         "logonly=1\r\nSHOWAUTHENTICATEDETAILS=1\r\nUSEDOMAIN=1\r\n[qlnsmtp]\r\n"
         "FULLDETAIL=1x\r\n");
-    finds(SETTINGS, {":4: warning: Colour is not a setting",
-                     ":5: error: MINSIZE=4096 is out of range",
-                     ":6: error: FULLDETAIL=1x is not a number: it reads as 1",
-                     ":7: error: SYNCSPOOL=no is not a number",
-                     ":9: warning: LOGONLY is set a second",
-                     ":10: warning: SHOWAUTHENTICATEDETAILS is not read here",
-                     ":12: warning: [qlnsmtp] stands", ": warning: MINSIZE (4096) must",
-                     ": warning: USEDOMAIN only"});
-    put("DATA/RAW/QLNXSERVER.DAT", "[QLNSMTP]\r\nport=2600\r\nIPADDR=203.0.113.9\r\n");
+    finds(ITS_SETTINGS, {":4: warning: Colour is not a setting",
+                         ":5: error: MINSIZE=4096 is out of range",
+                         ":6: error: FULLDETAIL=1x is not a number: it reads as 1",
+                         ":7: error: SYNCSPOOL=no is not a number",
+                         ":9: warning: LOGONLY is set a second",
+                         ":10: warning: SHOWAUTHENTICATEDETAILS is not read here",
+                         ":12: warning: [qlnsmtp] stands",
+                         ": warning: MINSIZE (4096) must", ": warning: USEDOMAIN only"});
+    put(SETTINGS, "[QLNSMTP]\r\nport=2600\r\nIPADDR=203.0.113.9\r\n");
     tells(1, "", ": IPADDR=203.0.113.9 is ");
-    put("DATA/RAW/QLNXSERVER.DAT", "\xFF\xFE[Q");
+    put(SETTINGS, "\xFF\xFE[Q");
     tells(2, "", "(it is in UTF-16): the server does not start");
-    put("DATA/RAW/QLNXSERVER.DAT", "[QLNSMTP]\rport=abc\r");
+    put(SETTINGS, "[QLNSMTP]\rport=abc\r");
     tells(2, "", "note: its lines end in CR alone");
     EXPECT_NE(std::string::npos, said.find(":2: error: port=abc is not a number"));
 }
@@ -227,20 +224,20 @@ TEST_F(Check, AnswersForAClientAndItsMessage)
     EXPECT_EQ(2, status("--address 10.0.0.05 2>/dev/null"));
     settings("SMTPAUTHENTICATION=1\r\n"); // no list is asked
     tells(0, "--address 10.0.0.10 --from x --to y", "it must log in");
-    ASSERT_EQ(0, rmdir(path("qlnemails").c_str()));
+    ASSERT_EQ(0, rmdir("qlnemails"));
     EXPECT_EQ(1, status("--address 10.0.0.10 --from x --to y")) << said;
 }
 
 TEST_F(Check, LoginsThatAreNeverRightOrWeakOrSlow)
 {
     set("SMTPAUTHENTICATION=1\r\n");
-    finds(SETTINGS, {": warning: SMTPAUTHENTICATION=1 without"});
+    finds(ITS_SETTINGS, {": warning: SMTPAUTHENTICATION=1 without"});
     set("ESMTP=1\r\n");
     finds(LOGINS, {": warning: is missing: any password is taken"});
 
     const std::string digest(86, 'x');
     put(LOGINS, "");
-    ASSERT_EQ(0, chmod(path(LOGINS).c_str(), 0644));
+    ASSERT_EQ(0, chmod(LOGINS, 0644));
     finds_in(LOGINS,
              "locked:!$6$x$" + digest + "\nplain:secret\r\nno colon\n:$6$x$" + digest +
                  "\ncut:$6$x$xx\nother:$9$x$x\n",
@@ -251,7 +248,7 @@ TEST_F(Check, LoginsThatAreNeverRightOrWeakOrSlow)
               ":5: warning: [cut] can never log in: its hash is cut off",
               ":6: warning: [other] can never log in: its hash is of no known kind",
               ": error: has no line that somebody can log in with"});
-    ASSERT_EQ(0, chmod(path(LOGINS).c_str(), 0640));
+    ASSERT_EQ(0, chmod(LOGINS, 0640));
     finds_in(LOGINS,
              "good:$6$x$" + digest + "\nweak:$1$x$" + digest.substr(0, 22) +
                  "\nslow:$2b$12$" + digest.substr(0, 53) + "\ngood:$6$x$" + digest +

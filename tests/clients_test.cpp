@@ -102,7 +102,7 @@ class EachClient : public Installation, public testing::WithParamInterface<MailC
         put("message", message.file.substr(0, message.file.size() - (cut ? 2 : 0)));
         const std::string command =
             before + "export SENDER=anna@firm.example PORT=" + std::to_string(port_) +
-            " FILE=" + path("message") + "; set --" + recipients(message, " ", "") + "; ";
+            " FILE=message; set --" + recipients(message, " ", "") + "; ";
         return system((command + GetParam().command).c_str());
     }
     void expect_spooled(const Message &message) const
@@ -118,12 +118,12 @@ class EachClient : public Installation, public testing::WithParamInterface<MailC
     // From now on its port is the one to connect to.
     void start_relay(const char *root)
     {
-        chmod(path("").c_str(), 0755); // its parts run as users of their own
+        chmod(".", 0755); // its parts run as users of their own
         const std::string port = std::to_string(free_port());
         relay_ = fork();
         if (relay_ == 0) {
             setsid(); // it ends its whole process group
-            execl(RELAY, RELAY, root, path("relay").c_str(), port.c_str(),
+            execl(RELAY, RELAY, root, "relay", port.c_str(),
                   std::to_string(port_).c_str(), nullptr);
             _exit(127);
         }
@@ -162,7 +162,7 @@ TEST_P(EachClient, LogsInAndFailsAtOnceWithAWrongPassword)
         GTEST_SKIP() << "set to send without a login";
     }
     settings("ESMTP=1\r\nSMTPAUTHENTICATION=1\r\n");
-    put("DATA/RAW/SMTPLOGINS.DAT", "anna:$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1\n");
+    put(LOGINS, ANNAS_LOGIN);
     start();
     const Message message = messages().front();
     EXPECT_NE(0, sends(message, "exec 2>/dev/null; export PASSWORD=wrong; "));

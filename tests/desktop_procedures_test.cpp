@@ -17,20 +17,13 @@
 #include "ui/resources.h"
 #include "ui/status_window.h"
 
-#include <filesystem>
-
-using Texts = std::vector<std::string>;
-
 namespace
 {
-
-constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
-constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
 
 // What the operator does next, and what has been shown to him.
 int answer;
 bool closes_meanwhile;
-Texts shown;
+Lines shown;
 
 int answer_box(const char *text, const char *caption, unsigned style)
 {
@@ -66,8 +59,6 @@ class OperatorsDesk : public Installation
   protected:
     OperatorsDesk()
     {
-        std::filesystem::current_path(path(""));
-        settings_locate();
         shown.clear();
         closes_meanwhile = false;
         headless_operator.message_box = answer_box;
@@ -78,7 +69,6 @@ class OperatorsDesk : public Installation
     ~OperatorsDesk() override
     {
         window_destroy(gateway.mainWindow);
-        std::filesystem::current_path("/");
     }
 
     // The windows as they come up with these settings.
@@ -134,8 +124,8 @@ TEST_F(OperatorsDesk, DialogsTellHowTheServerListensAndCloseByTheirOwnButtons)
     ASSERT_EQ(shown.size(), 6U);
     EXPECT_NE(shown[0].find("on the INTERNAL IP address"), std::string::npos);
     EXPECT_NE(shown[2].find("on ALL IP addresses"), std::string::npos);
-    EXPECT_EQ((Texts{shown.begin() + 3, shown.end()}),
-              (Texts{"closed", "how it listens", "still open"}));
+    EXPECT_EQ((Lines{shown.begin() + 3, shown.end()}),
+              (Lines{"closed", "how it listens", "still open"}));
 }
 
 TEST_F(OperatorsDesk, TheTrayBringsTheWindowBackAndItsButtonsWork)
@@ -149,7 +139,7 @@ TEST_F(OperatorsDesk, TheTrayBringsTheWindowBackAndItsButtonsWork)
         dispatch_message(message);
     }
     EXPECT_TRUE(status->shown);
-    EXPECT_EQ(shown, Texts{"View current configuration..."});
+    EXPECT_EQ(shown, Lines{"View current configuration..."});
 
     window_move(status, 71, 17);
     choose(CONTROL_HIDE);
@@ -245,7 +235,7 @@ TEST_F(OperatorsDesk, OnlyTheAnswerNoKeepsTheServerRunning)
         choose(id);
     }
     choose_in_tray(TRAY_CLOSE_DOWN);
-    EXPECT_EQ(shown, (Texts{by_window, by_window, by_window, by_tray}));
+    EXPECT_EQ(shown, (Lines{by_window, by_window, by_window, by_tray}));
     EXPECT_NE(gateway.timer, 0);
     EXPECT_EQ(content(SETTINGS) + content(LOG), "[QLNSMTP]\n");
 

@@ -7,13 +7,9 @@
 #include <csignal>
 #include <regex>
 
-using namespace std::string_literals;
-using Lines = std::vector<std::string>;
-
 namespace
 {
 
-constexpr char OK[] = "250 OK\r\n";
 constexpr char UNRECOGNIZED[] = "500 Error command unrecognized\r\n";
 constexpr char START_MAIL[] = "354 Start mail input; end with <CRLF>.<CRLF>\r\n";
 constexpr char GOODBYE[] = "221 Quillon email-to-fax SMTP service closing\r\n";
@@ -125,9 +121,8 @@ TEST_F(Dialogue, FullDetailTellsEveryStep)
           "Opening file [" + file + ".tmp]", "Message file [" + file + ".tmp] closed "}) {
         EXPECT_TRUE(logs(text, 0)) << text;
     }
-    EXPECT_TRUE(content("LOGS/QLNSMTP.TXT")
-                    .ends_with(" : ***DEBUG***  File renamed to [" + file +
-                               ".txt] and is now available to Quillon\r\n"));
+    EXPECT_TRUE(content(LOG).ends_with(" : ***DEBUG***  File renamed to [" + file +
+                                       ".txt] and is now available to Quillon\r\n"));
 }
 
 TEST_F(Dialogue, EveryClientNeedsAnAcceptedDomainOfItsOwn)

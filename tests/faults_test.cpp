@@ -54,7 +54,7 @@ struct Toggles {
     const char *domain = "firm";
 };
 
-constexpr Toggles SETTINGS[] = {
+constexpr Toggles TOGGLES[] = {
     {"", true},
     {"FULLDETAIL=1\nUSEDOMAINS=1\nSMTPAUTHENTICATION=1\nACCEPTVALIDADDRESSONLY=1\n"
      "SMTPIPBLOCK=1\n[SMTPSRV]\nSHOWAUTHENTICATEDETAILS=1\n",
@@ -77,7 +77,7 @@ class Faults : public Installation
         put("DATA/RAW/VALIDIPADDRESSES.TXT", "127.0.0.1\r\n");
         put("DATA/RAW/BADSMTPIPADDRESS.TXT", "127.0.0.9\r\n");
         put("faults.page", std::string(sizeof(FaultPage), '\0'));
-        const int file = open(path("faults.page").c_str(), O_RDWR);
+        const int file = open("faults.page", O_RDWR);
         page_ = static_cast<FaultPage *>(mmap(
             nullptr, sizeof(FaultPage), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
         close(file);
@@ -86,7 +86,7 @@ class Faults : public Installation
 
     void start_on_page()
     {
-        start({"env", "MALLOC_ARENA_MAX=1", "FAULT_PAGE=" + path("faults.page"),
+        start({"env", "MALLOC_ARENA_MAX=1", "FAULT_PAGE=faults.page",
                "LD_PRELOAD=" FAULTS_BEFORE FAULTS_LIBRARY});
         settled_ = open_descriptors();
     }
@@ -151,7 +151,7 @@ class Faults : public Installation
         }
         client.says("Subject: fault\r\n");
         client.says("\r\nfirst\r\nlast\r\n");
-        const bool promised = client.asks(".", 700) == "250 OK\r\n";
+        const bool promised = client.asks(".", 700) == OK;
         client.says("QUIT\r\n");
         client.is_closed(300);
         return promised;
@@ -193,7 +193,7 @@ class Faults : public Installation
 
 TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
 {
-    for (const Toggles &toggles : SETTINGS) {
+    for (const Toggles &toggles : TOGGLES) {
         settings("SocketTimeout=3\n" + std::string(toggles.lines));
         for (const Fault &fault : FAULTS_OF_A_MESSAGE) {
             const int before = page_->calls[fault.call];
@@ -220,7 +220,7 @@ TEST_F(Faults, OfEverySystemCallLeaveNoHarm)
             }
         }
     }
-    EXPECT_EQ(std::string::npos, content("LOGS/QLNSMTP.TXT").find("[-1]")); // in a sweep
+    EXPECT_EQ(std::string::npos, content(LOG).find("[-1]")); // in a sweep
 }
 
 TEST_F(Faults, AListThatHasNeverBeenReadLetsNobodyIn)
@@ -253,9 +253,9 @@ TEST_F(Faults, OfAThreadMakeTheMessageWaitForTheDiskWithTheOthers)
 {
     const int before = page_->calls[CALL_THREAD];
     arm({"thread", CALL_THREAD, EAGAIN});
-    EXPECT_TRUE(delivers(SETTINGS[0]));
+    EXPECT_TRUE(delivers(TOGGLES[0]));
     EXPECT_EQ(before + 1, page_->calls[CALL_THREAD]);
-    EXPECT_TRUE(delivers(SETTINGS[0])); // and the next one has them
+    EXPECT_TRUE(delivers(TOGGLES[0])); // and the next one has them
     EXPECT_LT(before + 2, page_->calls[CALL_THREAD]);
     EXPECT_EQ(2 * 2U, files().size());
 }
@@ -275,15 +275,15 @@ TEST_F(Faults, OfNobodyElseAreTheWaitsForTheDisk)
     slow.says(TEXT + std::string(".\r\ndropped\r\nno"));
     leaver.says(TEXT + std::string(".\r\n"));
     sleep_ms(100);
-    page_->delay = 0;                                // of those that follow
-    EXPECT_EQ("250 OK\r\n", greeted().asks("NOOP")); // the loop is free
+    page_->delay = 0;                      // of those that follow
+    EXPECT_EQ(OK, greeted().asks("NOOP")); // the loop is free
     EXPECT_EQ(watched + 1, page_->calls[CALL_WATCH]) << "that of the new client";
     leaver.leaves();
     slow.says("op\r\nQUIT\r\n");
     EXPECT_EQ("", slow.hears(1000));
     EXPECT_LT(watched + 1, page_->calls[CALL_WATCH]) << "who talks on keeps nobody busy";
-    EXPECT_EQ("250 OK\r\n", slow.hears(9000));
-    EXPECT_EQ("250 OK\r\n", slow.hears()); // of the NOOP that was begun with the text
+    EXPECT_EQ(OK, slow.hears(9000));
+    EXPECT_EQ(OK, slow.hears()); // of the NOOP that was begun with the text
     EXPECT_EQ("221", slow.hears().substr(0, 3));
     expect_settled();
     EXPECT_EQ(2 * 2U, files().size());
@@ -296,7 +296,7 @@ TEST_F(Faults, OfNobodyElseAreTheWaitsForTheDisk)
     last.says(TEXT + std::string(".\r\n"));
     sleep_ms(100);
     EXPECT_EQ(0, stop());
-    EXPECT_EQ("250 OK\r\n", last.hears());
+    EXPECT_EQ(OK, last.hears());
     EXPECT_EQ(2 * 3U, files().size());
     EXPECT_EQ("SMTP: Server is being closed down", log_lines().back());
 }
@@ -306,14 +306,14 @@ TEST_F(Faults, AClockThatJumpsDisturbsNobody)
     Client idle = with_recipient();
     for (const int seconds : {86400, -86400, 0}) {
         page_->clock = seconds;
-        EXPECT_TRUE(delivers(SETTINGS[0]));
+        EXPECT_TRUE(delivers(TOGGLES[0]));
         settings("SocketTimeout=5\nSMTPAUTHENTICATION=1\n");
-        EXPECT_FALSE(delivers(SETTINGS[0]));
+        EXPECT_FALSE(delivers(TOGGLES[0]));
         settings("SocketTimeout=5\n");
     }
     page_->clock = 86400;
     EXPECT_TRUE(logs("Socket timeout RESET to 5 ", 7500)); // by a sweep
-    EXPECT_EQ("250 OK\r\n", idle.delivers(TEXT));
+    EXPECT_EQ(OK, idle.delivers(TEXT));
     EXPECT_EQ(2 * 4U, files().size());
 }
 
@@ -325,7 +325,7 @@ TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
     allow_memory(memory()); // no more than it has
     std::vector<Client> others = crowd(500);
     EXPECT_TRUE(logs("Out of memory"));
-    EXPECT_EQ("250 OK\r\n", here.delivers(TEXT));
+    EXPECT_EQ(OK, here.delivers(TEXT));
     EXPECT_TRUE(takes_message());
 
     allow_memory(RLIM_INFINITY);
@@ -336,14 +336,14 @@ TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
     arm({"memory", CALL_MEMORY, ENOMEM, true});
     EXPECT_EQ("", here.asks("MAIL FROM:<somebody.with.a.long@name.example>", 300));
     page_->nth = 0;
-    EXPECT_TRUE(delivers(SETTINGS[0]));
+    EXPECT_TRUE(delivers(TOGGLES[0]));
 }
 
 // Lists that have become too long for the memory that is left.
 TEST_F(Faults, WithoutMemoryForAListNobodyIsLetInAndTheServerGoesOn)
 {
     settings("SMTPIPBLOCK=1\nUSEDOMAINS=1\n");
-    EXPECT_TRUE(delivers(SETTINGS[0]));
+    EXPECT_TRUE(delivers(TOGGLES[0]));
     const size_t before = memory();
     std::string addresses = "127.0.0.9\r\n" + copies(300000, "10.9.8.7\r\n");
     std::string domains = "firm.example,all\r\n";
@@ -358,8 +358,8 @@ TEST_F(Faults, WithoutMemoryForAListNobodyIsLetInAndTheServerGoesOn)
         put("DATA/RAW/DOMAIN.DAT", domains += "more,all\r\n");
         put("DATA/RAW/TSUSERS.DAT", users += "[more]\r\n");
         EXPECT_EQ("503 ", connect_from("127.0.0.9").hears().substr(0, 4));
-        EXPECT_FALSE(delivers(SETTINGS[6]));
-        EXPECT_TRUE(delivers(SETTINGS[0]));
+        EXPECT_FALSE(delivers(TOGGLES[6]));
+        EXPECT_TRUE(delivers(TOGGLES[0]));
     }
 }
 #endif

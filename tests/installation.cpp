@@ -1,4 +1,5 @@
 #include "installation.h"
+#include "base/settings.h"
 
 #include <arpa/inet.h>
 #include <csignal>
@@ -11,14 +12,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <regex>
 #include <sstream>
 #include <thread>
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 namespace
@@ -147,9 +146,11 @@ Installation::Installation() : port_(free_port())
 {
     char name[] = "/tmp/qln-test-XXXXXX";
     directory_ = mkdtemp(name);
+    fs::current_path(directory_);
+    settings_locate();
     for (const char *below :
          {"DATA/RAW", "LOGS", "LOG", "qlnemails", "pending", "mailin"}) {
-        fs::create_directories(path(below));
+        fs::create_directories(below);
     }
     settings("");
 }
@@ -159,6 +160,7 @@ Installation::~Installation()
     if (process_ > 0) {
         EXPECT_EQ(0, stop()) << content("stderr");
     }
+    fs::current_path("/");
     if (!HasFailure()) {
         fs::remove_all(directory_);
     }
@@ -166,7 +168,7 @@ Installation::~Installation()
 
 void Installation::settings(const std::string &lines)
 {
-    put("DATA/RAW/QLNXSERVER.DAT",
+    put(SETTINGS,
         "[QLNSMTP]\r\nport=" + std::to_string(port_) + "\r\nbind=0\r\n" + lines);
 }
 
@@ -175,7 +177,7 @@ void Installation::put(const std::string &below, const std::string &bytes)
     std::ofstream(path(below), std::ios::binary) << bytes;
 }
 
-void Installation::start(const std::vector<std::string> &prefix)
+void Installation::start(const Lines &prefix)
 {
     launch(prefix);
     ASSERT_TRUE(comes_true([this] { return greets(); }))
@@ -184,9 +186,9 @@ void Installation::start(const std::vector<std::string> &prefix)
     forget_log();
 }
 
-void Installation::launch(const std::vector<std::string> &prefix)
+void Installation::launch(const Lines &prefix)
 {
-    std::string command = "cd " + directory_ + " && exec";
+    std::string command = "exec";
     for (const std::string &word : prefix) {
         command += " '" + word + "'";
     }
@@ -198,7 +200,7 @@ void Installation::launch(const std::vector<std::string> &prefix)
     }
 }
 
-int Installation::start_and_wait(const std::vector<std::string> &prefix)
+int Installation::start_and_wait(const Lines &prefix)
 {
     const pid_t other = process_;
     launch(prefix);
@@ -250,16 +252,16 @@ Client Installation::greeted(const std::string &address) const
 Client Installation::with_recipient(const std::string &address) const
 {
     Client client = greeted(address);
-    EXPECT_EQ("250 OK\r\n", client.asks("MAIL FROM:<anna@firm.example>"));
-    EXPECT_EQ("250 OK\r\n", client.asks("RCPT TO:<fax@firm.example>"));
+    EXPECT_EQ(OK, client.asks("MAIL FROM:<anna@firm.example>"));
+    EXPECT_EQ(OK, client.asks("RCPT TO:<fax@firm.example>"));
     return client;
 }
 
-std::vector<std::string> Installation::log_lines() const
+Lines Installation::log_lines() const
 {
-    const std::string log = content("LOGS/QLNSMTP.TXT");
+    const std::string log = content(LOG);
     std::istringstream text(log.substr(std::min(log_from_, log.size())));
-    std::vector<std::string> lines;
+    Lines lines;
     for (std::string line; std::getline(text, line);) {
         int stamp = 0; // length of "05 Jan, 2005 14:03:09 : "
         sscanf(line.c_str(),
@@ -272,7 +274,7 @@ std::vector<std::string> Installation::log_lines() const
 
 long Installation::times_logged(const std::string &text) const
 {
-    const std::vector<std::string> lines = log_lines();
+    const Lines lines = log_lines();
     return std::count_if(lines.begin(), lines.end(), [&](const std::string &line) {
         return line.find(text) != std::string::npos;
     });
@@ -281,12 +283,12 @@ long Installation::times_logged(const std::string &text) const
 void Installation::forget_log()
 {
     sleep_ms(5); // what follows the last line belongs to it
-    log_from_ = content("LOGS/QLNSMTP.TXT").size();
+    log_from_ = content(LOG).size();
 }
 
-std::vector<std::string> Installation::files(const std::string &below) const
+Lines Installation::files(const std::string &below) const
 {
-    std::vector<std::string> names;
+    Lines names;
     for (const auto &entry : fs::directory_iterator(path(below))) {
         names.push_back(entry.path().filename());
     }
@@ -297,7 +299,7 @@ std::vector<std::string> Installation::files(const std::string &below) const
 std::string Installation::spooled(const std::string &extension,
                                   const std::string &below) const
 {
-    std::vector<std::string> found = files(below);
+    Lines found = files(below);
     std::erase_if(found, [&](const auto &name) { return !name.ends_with(extension); });
     EXPECT_EQ(1U, found.size()) << extension;
     return found.empty() ? "" : content(below + "/" + found.front());

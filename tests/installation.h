@@ -6,11 +6,22 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+using Lines = std::vector<std::string>;
+
+constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
+constexpr char LOGINS[] = "DATA/RAW/SMTPLOGINS.DAT";
+constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
+constexpr char OK[] = "250 OK\r\n";
+constexpr char ANNAS_LOGIN[] = "anna:$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1\n"; // "secret"
 
 std::string slurp(const std::string &path);
 // A TCP port of the loopback that nobody listens on.
@@ -72,8 +83,8 @@ class Client
 class Installation : public testing::Test
 {
   protected:
-    // A directory as the fax server lays it out, on a free port of the loopback. What the
-    // server prints goes to "stdout" and "stderr" in it.
+    // A directory as the fax server lays it out, on a free port of the loopback, and this
+    // process in it. What the server prints goes to "stdout" and "stderr" in it.
     Installation();
     ~Installation() override;
 
@@ -95,11 +106,11 @@ class Installation : public testing::Test
 
     // Starts the server and waits until it serves. `prefix` runs before the program's
     // name, as in {"env", "TZ=Asia/Tokyo"}.
-    void start(const std::vector<std::string> &prefix = {});
+    void start(const Lines &prefix = {});
     // Starts it and leaves it at that.
-    void launch(const std::vector<std::string> &prefix = {});
+    void launch(const Lines &prefix = {});
     // Starts it for a start that fails: its exit code.
-    int start_and_wait(const std::vector<std::string> &prefix = {});
+    int start_and_wait(const Lines &prefix = {});
     // Sends the signal and waits for the end: the exit code, below 0 when a signal was
     // it.
     int stop(int signal = 15);
@@ -137,7 +148,7 @@ class Installation : public testing::Test
     Client with_recipient(const std::string &address = "127.0.0.1") const;
 
     // Log lines since the last call of `forget_log`, without their time stamps.
-    std::vector<std::string> log_lines() const;
+    Lines log_lines() const;
     long times_logged(const std::string &text) const;
     // Waits until a log line holds the text; false when none does within the time.
     bool logs(const std::string &text, int milliseconds = 5000) const
@@ -152,7 +163,7 @@ class Installation : public testing::Test
     }
 
     // Files of a directory by name, spool files by extension.
-    std::vector<std::string> files(const std::string &below = "qlnemails") const;
+    Lines files(const std::string &below = "qlnemails") const;
     // Content of the only file with this extension.
     std::string spooled(const std::string &extension,
                         const std::string &below = "qlnemails") const;

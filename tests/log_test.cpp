@@ -2,7 +2,6 @@
 
 #include "base/gateway.h"
 #include "base/resource_ids.h"
-#include "base/settings.h"
 #include "installation.h"
 #include "log/activity_log.h"
 #include "log/log_trim.h"
@@ -16,13 +15,8 @@
 
 #include <csignal>
 #include <ctime>
-#include <filesystem>
 #include <regex>
 
-namespace fs = std::filesystem;
-using namespace std::string_literals;
-
-constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
 constexpr size_t MEGABYTE = 1 << 20;
 
 // The log of this very process, in an installation of its own.
@@ -31,8 +25,6 @@ class Log : public Installation
   protected:
     Log()
     {
-        fs::current_path(path(""));
-        settings_locate();
         set("");
         gateway.statusWindow = dialog_create(status_dialog, nullptr, status_dialog_proc);
         list_ = dialog_item(gateway.statusWindow, CONTROL_LOG_LIST);
@@ -41,7 +33,6 @@ class Log : public Installation
     ~Log() override
     {
         window_destroy(gateway.statusWindow);
-        fs::current_path("/");
     }
 
     void set(const std::string &lines)
@@ -95,10 +86,10 @@ TEST_F(Log, EveryTextGetsItsLineAndItsEntry)
     put(LOG, "");
     writes("cut");
     EXPECT_EQ("cut\r\n", content(LOG));
-    fs::rename(path("LOGS"), path("AWAY"));
+    fs::rename("LOGS", "AWAY");
     writes("only in the list");
     EXPECT_EQ("only in the list", entry(1));
-    fs::rename(path("AWAY"), path("LOGS"));
+    fs::rename("AWAY", "LOGS");
 
     for (int i = 0; i < 1300; i++) {
         writes("entry " + std::to_string(i));
@@ -137,13 +128,12 @@ TEST_F(Log, IsTrimmedToWholeLinesWhenItHasGrownTooLarge)
     setrlimit(RLIMIT_FSIZE, &limit);
     trims(1, kept);
     // On a file system of its own, which has no room for the copy, and then has.
-    const std::string logs = path("LOGS");
-    if (mount("none", logs.c_str(), "tmpfs", 0, "size=3500k") == 0) {
+    if (mount("none", "LOGS", "tmpfs", 0, "size=3500k") == 0) {
         put(LOG, lines);
         trims(0, lines);
-        EXPECT_EQ(0, mount("none", logs.c_str(), "tmpfs", MS_REMOUNT, "size=5m"));
+        EXPECT_EQ(0, mount("none", "LOGS", "tmpfs", MS_REMOUNT, "size=5m"));
         trims(1, kept);
-        EXPECT_EQ(0, umount(logs.c_str()));
+        EXPECT_EQ(0, umount("LOGS"));
     }
     set("");
     for (const int beyond : {0, 1}) { // of 750 megabytes, when the settings say nothing
@@ -176,7 +166,7 @@ TEST_F(Installation, LogAndReceivedHeaderCarryTheZonesTimeInEnglish)
            "LC_ALL=de_DE.UTF-8", "LANGUAGE=de"});
     const time_t now = time(nullptr);
     settings("VERSION=9.9\r\n"); // no BUILDDATE any more
-    EXPECT_EQ("250 OK\r\n", with_recipient("127.0.0.7").delivers(""));
+    EXPECT_EQ(OK, with_recipient("127.0.0.7").delivers(""));
     const std::regex header(
         R"(Received: from 127\.0\.0\.7 on (\w{3} \w{3} \d\d \d\d:\d\d:\d\d \d{4}) )"
         R"(ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789ABCD\r\n)"
@@ -208,7 +198,7 @@ TEST_F(Installation, WhatATerminalWouldActUponReachesTheOutputAsDigits)
     const std::string digits =
         R"(\x1b[2J|\x7f|\x9b|\xc2\x9b|\xe0\x82\x9b|\xf0\x80\x82\x9b|ä|a\xe2\x80\xaeb|)"
         R"(\xef\xbb\xbf|\xed\xa0\x9b|\xf5\x80\x80\x9b|\xf4\x90\x80\x9b|\xe4)";
-    EXPECT_EQ("250 OK\r\n", greeted().asks("MAIL FROM:<" + bytes + ">"));
+    EXPECT_EQ(OK, greeted().asks("MAIL FROM:<" + bytes + ">"));
     EXPECT_TRUE(logs("[<" + bytes + ">]"));
     EXPECT_TRUE(comes_true([&] {
         return content("stdout").find("[<" + digits + ">]") != std::string::npos;

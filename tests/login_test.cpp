@@ -2,8 +2,6 @@
 
 #include "installation.h"
 
-#include <filesystem>
-
 namespace
 {
 
@@ -13,7 +11,6 @@ constexpr char ASKS_NAME[] = "334 VXNlcm5hbWU6\r\n";
 constexpr char ASKS_PASSWORD[] = "334 UGFzc3dvcmQ6\r\n";
 constexpr char UNKNOWN[] = "500 Error command unrecognized\r\n";
 constexpr char REQUIRED[] = "530 Authentication required\r\n";
-constexpr char OK[] = "250 OK\r\n";
 constexpr char NEED_MAIL[] = "503 Error: need MAIL command\r\n";
 constexpr char NEED_RCPT[] = "503 Error: need RCPT command\r\n";
 constexpr char MAIL[] = "MAIL FROM:<anna@firm.example> BODY=8BITMIME SIZE=9 AUTH=<>";
@@ -27,11 +24,11 @@ constexpr char ANNA[] = "YW5uYQ==";
 constexpr char SECRET[] = "c2VjcmV0";
 constexpr char PLAIN[] = "AUTH PLAIN AGFubmEAc2VjcmV0";
 
-using Lines = std::vector<std::pair<std::string, std::string>>;
+using Exchanged = std::vector<std::pair<std::string, std::string>>;
 
 // What an exchange says and hears from "AUTH " on, and what the log tells of it.
 struct Exchange {
-    Lines lines;
+    Exchanged lines;
     std::string log;
 };
 
@@ -79,7 +76,7 @@ class Login : public Installation
   protected:
     Login()
     {
-        put("DATA/RAW/SMTPLOGINS.DAT", "anna:$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1\n");
+        put(LOGINS, ANNAS_LOGIN);
     }
     void start_with(const std::string &lines)
     {
@@ -99,7 +96,7 @@ class Login : public Installation
     void expect_no_secret()
     {
         for (const char *secret : {"secret", "c2Vjcm", "NyZXQ", "AGFubm", "YWFhYWFh"}) {
-            for (const char *file : {"LOGS/QLNSMTP.TXT", "stdout", "stderr"}) {
+            for (const char *file : {LOG, "stdout", "stderr"}) {
                 EXPECT_EQ(std::string::npos, content(file).find(secret)) << file;
             }
         }
@@ -144,10 +141,10 @@ TEST_F(Login, IsRefusedForGoodToWhoGuesses)
     EXPECT_EQ(FAILED, greeted_by_ehlo().asks(PLAIN));
     EXPECT_EQ(WELCOME, greeted_by_ehlo("127.0.0.2").asks(PLAIN)) << "another address";
 
-    std::filesystem::remove(path("DATA/RAW/SMTPLOGINS.DAT"));
+    fs::remove(LOGINS);
     EXPECT_EQ(WELCOME, greeted_by_ehlo("127.0.0.3").asks(wrong))
         << "no file: any password";
-    std::filesystem::create_directory(path("DATA/RAW/SMTPLOGINS.DAT"));
+    fs::create_directory(LOGINS);
     EXPECT_EQ("454 Temporary authentication failure\r\n",
               greeted_by_ehlo("127.0.0.4").asks(PLAIN));
 }
@@ -156,7 +153,7 @@ TEST_F(Login, LetsMailThroughInTheRightOrder)
 {
     start_with("SMTPAUTHENTICATION=1\r\n");
     Client client = greeted_by_ehlo();
-    const Lines conversation = {
+    const Exchanged conversation = {
         {MAIL, REQUIRED},
         {RCPT, REQUIRED},
         {"DATA", REQUIRED},
@@ -188,7 +185,7 @@ TEST_F(Login, LetsMailThroughInTheRightOrder)
     EXPECT_EQ("Subject: x\r\n\r\ntext\r\n", text_of(spooled(".txt")));
     EXPECT_EQ(NEED_MAIL, client.asks(RCPT));
 
-    std::filesystem::remove_all(path("qlnemails"));
+    fs::remove_all("qlnemails");
     EXPECT_EQ("451 Message could not be stored, please try again later\r\n",
               client.asks(MAIL));
     EXPECT_EQ(NEED_MAIL, client.asks(RCPT));

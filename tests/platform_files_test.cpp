@@ -9,7 +9,6 @@
 #include <climits>
 #include <clocale>
 #include <cstdlib>
-#include <filesystem>
 
 #include <fcntl.h>
 #include <grp.h>
@@ -17,9 +16,6 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
-using Names = std::vector<std::string>;
 
 class Files : public Installation
 {
@@ -41,13 +37,13 @@ TEST_F(Files, AreFoundInAnyLetterCaseAndMadeAsNamed)
         setenv("LOCPATH", path("LOG").c_str(), 1);
         ASSERT_NE(nullptr, setlocale(LC_ALL, "tr_TR.UTF-8"));
     }
-    fs::create_directories(path("Data/Raw"));
+    fs::create_directories("Data/Raw");
     put("Data/Raw/Lists.Dat", "12345");
     EXPECT_EQ("12345", seen("Data\\\\RAW//LISTS.DAT"));
     setlocale(LC_ALL, "C");
 
     // As it stands comes first, and then the first of several.
-    const Names several = {"LISTS.DAT", "LISTS.DAt", "LISTS.DaT", "LISTs.DAT"};
+    const Lines several = {"LISTS.DAT", "LISTS.DAt", "LISTS.DaT", "LISTs.DAT"};
     for (const std::string &name : several) {
         put("Data/Raw/" + name, name);
     }
@@ -56,7 +52,7 @@ TEST_F(Files, AreFoundInAnyLetterCaseAndMadeAsNamed)
         EXPECT_EQ(name, seen("Data\\raw\\lists.dat"));
         EXPECT_TRUE(file_delete(path("Data\\RAW\\lists.dat").c_str()));
     }
-    EXPECT_EQ(Names{"Lists.Dat"}, files("Data/Raw"));
+    EXPECT_EQ(Lines{"Lists.Dat"}, files("Data/Raw"));
 
     EXPECT_TRUE(file_put(path("Pending\\QLN.Txt").c_str(), FILE_APPEND, "x", 1));
     EXPECT_FALSE(file_put(path("MISSING\\QLN.TXT").c_str(), FILE_APPEND, "x", 1));
@@ -65,7 +61,7 @@ TEST_F(Files, AreFoundInAnyLetterCaseAndMadeAsNamed)
     EXPECT_TRUE(file_put(path("Pending\\QLN.TXT").c_str(), FILE_EXACT, "y", 1));
     EXPECT_FALSE(file_put(path("PENDING\\qln.txt").c_str(), FILE_NEW, "z", 1));
     EXPECT_TRUE(file_name_was_taken());
-    EXPECT_EQ((Names{"QLN.TXT", "QLN.Txt", "qln.txt"}), files("pending"));
+    EXPECT_EQ((Lines{"QLN.TXT", "QLN.Txt", "qln.txt"}), files("pending"));
     EXPECT_EQ(7U, files("").size());
 }
 
@@ -73,35 +69,33 @@ TEST_F(Files, NoChangeIsEverMissed)
 {
     // Of the same length and far more often than the file system's clock ticks, on one
     // that has no finer clock, where one can be had.
-    const bool mounted = mount("none", path("mailin").c_str(), "ramfs", 0, nullptr) == 0;
+    const bool mounted = mount("none", "mailin", "ramfs", 0, nullptr) == 0;
     for (const char *name : {"mailin/settings", "settings"}) {
         for (int i = 100; i < 400; i++) {
             put(name, "port=" + std::to_string(i));
             EXPECT_EQ("port=" + std::to_string(i), seen(name));
         }
     }
-    EXPECT_TRUE(!mounted || umount(path("mailin").c_str()) == 0);
+    EXPECT_TRUE(!mounted || umount("mailin") == 0);
     // Replaced whole, with the time of the one before.
     put("other", "port=999");
-    fs::last_write_time(path("other"), fs::last_write_time(path("settings")));
-    fs::rename(path("other"), path("settings"));
+    fs::last_write_time("other", fs::last_write_time("settings"));
+    fs::rename("other", "settings");
     EXPECT_EQ("port=999", seen("SETTINGS"));
     // Changed in place with its time put back, and made, after both have stayed as they
     // were for so long that they are trusted without a look.
-    const auto time = fs::last_write_time(path("settings"));
+    const auto time = fs::last_write_time("settings");
     sleep_ms(4100);
     EXPECT_EQ("port=999", seen("settings"));
     EXPECT_EQ("-", seen("DATA/RAW/LIST.TXT"));
     put("settings", "port=111");
-    fs::last_write_time(path("settings"), time);
+    fs::last_write_time("settings", time);
     put("DATA/RAW/list.txt", "made");
     EXPECT_EQ("port=111", seen("settings"));
     EXPECT_EQ("made", seen("DATA/RAW/LIST.TXT"));
 }
 
 // --- Settings
-
-constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
 
 class Profile : public Installation
 {
@@ -190,10 +184,10 @@ TEST_F(Profile, AWriteChangesOneLineOnly)
 TEST_F(Profile, AWriteKeepsOwnerModeLinkAndWhatAnotherHasWritten)
 {
     holds("[QLN]\nkey=1\n");
-    chmod(path(SETTINGS).c_str(), 0640);
-    ASSERT_TRUE(geteuid() != 0 || chown(path(SETTINGS).c_str(), 1234, 2345) == 0);
-    fs::rename(path(SETTINGS), path("real"));
-    fs::create_symlink(path("real"), path(SETTINGS));
+    chmod(SETTINGS, 0640);
+    ASSERT_TRUE(geteuid() != 0 || chown(SETTINGS, 1234, 2345) == 0);
+    fs::rename(SETTINGS, "real");
+    fs::create_symlink(path("real"), SETTINGS);
 
     EXPECT_EQ("1", text("QLN", "key"));
     put("real", "[QLN]\nkey=2\nother=2\n"); // by another, within the same event
@@ -203,10 +197,10 @@ TEST_F(Profile, AWriteKeepsOwnerModeLinkAndWhatAnotherHasWritten)
     EXPECT_TRUE(file_replace_by(file_.c_str(), path("new").c_str()));
     EXPECT_EQ("whole", content("real"));
     struct stat after;
-    EXPECT_EQ(0, stat(path("real").c_str(), &after));
+    EXPECT_EQ(0, stat("real", &after));
     EXPECT_EQ(0640U, after.st_mode & 07777);
     EXPECT_TRUE(geteuid() != 0 || (after.st_uid == 1234 && after.st_gid == 2345));
-    EXPECT_TRUE(fs::is_symlink(path(SETTINGS)));
+    EXPECT_TRUE(fs::is_symlink(SETTINGS));
     EXPECT_EQ(1U, files("DATA/RAW").size());
 }
 
@@ -227,9 +221,9 @@ TEST_F(Profile, AWriterWhoMayNotReplaceTheFileWritesInIt)
                  {0, true, 0775},        // another's, in a directory of the group
                  {SERVER, true, 0755},   // its own, in a directory of root
                  {SERVER, false, 0777}}; // its own, of a group that is not its own
-    chmod(path("").c_str(), 0755);
-    EXPECT_EQ(0, chown(path("DATA/RAW").c_str(), 0, COMMON));
-    EXPECT_EQ(0, chmod(path("LOG").c_str(), 0777));
+    chmod(".", 0755);
+    EXPECT_EQ(0, chown("DATA/RAW", 0, COMMON));
+    EXPECT_EQ(0, chmod("LOG", 0777));
     for (const auto &[owner, in_group, mode] : cases) {
         SCOPED_TRACE(testing::Message() << owner << " " << in_group << " " << mode);
         holds("[QLN]\nkey=333\n[END]\nlast=1\n");
@@ -238,7 +232,7 @@ TEST_F(Profile, AWriterWhoMayNotReplaceTheFileWritesInIt)
             EXPECT_EQ(0, chown(name.c_str(), owner, COMMON));
             chmod(name.c_str(), 0664);
         }
-        chmod(path("DATA/RAW").c_str(), mode);
+        chmod("DATA/RAW", mode);
         EXPECT_EXIT(
             {
                 const bool ready = setgroups(in_group ? 1 : 0, &COMMON) == 0 &&
@@ -266,7 +260,7 @@ TEST_F(Profile, AWriterWhoMayNotReplaceTheFileWritesInIt)
 TEST_F(Profile, AWriteThatCannotBeDoneIsLoggedOnceAndHoldsNoClientUp)
 {
     settings("USEDOMAINS=1\n");
-    const int other = open(path(SETTINGS).c_str(), O_RDWR | O_CLOEXEC);
+    const int other = open(SETTINGS, O_RDWR | O_CLOEXEC);
     ASSERT_EQ(0, flock(other, LOCK_EX));
     EXPECT_EQ("(missing)", text("QLN", "key")) << "reading waits for nobody";
     launch();
@@ -275,7 +269,7 @@ TEST_F(Profile, AWriteThatCannotBeDoneIsLoggedOnceAndHoldsNoClientUp)
                               "program keeps the file locked"));
     Client client = greeted();
     client.says("MAIL FROM:<anna@firm.example>\r\n");
-    EXPECT_EQ("250 OK\r\n", client.hears(1000));
+    EXPECT_EQ(OK, client.hears(1000));
     EXPECT_EQ(1, times_logged("could not be written"));
     close(other);
     client.asks("MAIL FROM:<anna@firm.example>");
@@ -286,11 +280,11 @@ TEST_F(Profile, AWriteThatCannotBeDoneIsLoggedOnceAndHoldsNoClientUp)
         GTEST_SKIP() << "not root";
     }
     forget_log();
-    for (const char *name : {"", "LOGS", "LOGS/QLNSMTP.TXT", "qlnemails"}) {
+    for (const char *name : {"", "LOGS", LOG, "qlnemails"}) {
         chmod(path(name).c_str(), 0777);
     }
     launch({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
     EXPECT_TRUE(logs("A setting could not be written: VERSION - Permission denied"));
-    EXPECT_EQ("250 OK\r\n", greeted().asks("MAIL FROM:<anna@firm.example>"));
+    EXPECT_EQ(OK, greeted().asks("MAIL FROM:<anna@firm.example>"));
     EXPECT_EQ(1, times_logged("could not be written"));
 }

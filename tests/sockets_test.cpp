@@ -15,8 +15,6 @@
 #include <sched.h>
 #include <sys/socket.h>
 
-constexpr char SETTINGS_FILE[] = "DATA/RAW/QLNXSERVER.DAT";
-
 using Sockets = Installation;
 
 // On a network of the test's own.
@@ -34,7 +32,7 @@ class ListenAddresses : public Installation
                      "link add w0 type veth peer name w1\nlink set w0 up\n"
                      "addr add 192.168.66.1/24 dev w0\naddr add 192.168.66.2/24 dev w1\n"
                      "link set v0 up\nlink set v1 up\n");
-        ip("-batch " + path("links"));
+        ip("-batch links");
     }
     void TearDown() override
     {
@@ -47,7 +45,7 @@ class ListenAddresses : public Installation
     }
     void set(const std::string &lines)
     {
-        put(SETTINGS_FILE, "[QLNSMTP]\nport=" + std::to_string(port_) + "\n" + lines);
+        put(SETTINGS, "[QLNSMTP]\nport=" + std::to_string(port_) + "\n" + lines);
         forget_log();
     }
 
@@ -114,7 +112,7 @@ TEST_F(ListenAddresses, AreChosenByTheSettingsAndTheHostsAddresses)
         EXPECT_TRUE(logs("SMTP: Error - Unable to create named socket")) << address;
     }
 
-    std::remove(path(SETTINGS_FILE).c_str());
+    std::remove(SETTINGS);
     port_ = 25;
     start();
     EXPECT_TRUE(content("DATA/RAW/qlnxserver.dat")
@@ -133,7 +131,7 @@ TEST_F(Sockets, ABurstIsGreetedWholeAfterAStopOfTheProcess)
         ASSERT_TRUE(client.hears().starts_with("220 "));
         ASSERT_TRUE(client.asks("HELO pc").starts_with("250 "));
     }
-    EXPECT_EQ("250 OK\r\n", before.asks("NOOP"));
+    EXPECT_EQ(OK, before.asks("NOOP"));
     EXPECT_TRUE(logs("SMTP: [401] connections active"));
 }
 
@@ -177,7 +175,7 @@ TEST_F(Sockets, ManyShortRepliesMayWaitForTheirReader)
     for (int i = 0; i < 40; i++) {
         client.says(copies(300, "NOOP\r\n"));
         sleep_ms(5);
-        ASSERT_EQ(copies(300, "250 OK\r\n"), client.hears_lines(300)) << i;
+        ASSERT_EQ(copies(300, OK), client.hears_lines(300)) << i;
     }
 }
 
@@ -197,7 +195,7 @@ TEST_F(Sockets, WhenDescriptorsRunOutTheRestWaits)
         ASSERT_GT(greeted, LIMIT / 3);
         ASSERT_LT(greeted, LIMIT);
         clients[0].asks("HELO pc"), clients[0].asks("MAIL FROM:<a@b>");
-        EXPECT_EQ("250 OK\r\n", clients[0].delivers("text\r\n")); // it goes on
+        EXPECT_EQ(OK, clients[0].delivers("text\r\n")); // it goes on
         // Each that leaves lets one in, at once.
         for (size_t i = greeted; i < clients.size(); i++) {
             clients[i - greeted].leaves();

@@ -4,12 +4,7 @@
 
 #include <chrono>
 #include <ctime>
-#include <filesystem>
 #include <regex>
-
-using namespace std::string_literals;
-namespace fs = std::filesystem;
-using Lines = std::vector<std::string>;
 
 constexpr char STRANGER[] = "External mail arriving for UNKNOWN USER ";
 
@@ -19,7 +14,7 @@ class Spool : public Installation
     static void says_ok(Client &client, const Lines &lines)
     {
         for (const std::string &line : lines) {
-            EXPECT_EQ("250 OK\r\n", client.asks(line)) << line;
+            EXPECT_EQ(OK, client.asks(line)) << line;
         }
     }
 };
@@ -80,7 +75,7 @@ TEST_F(Spool, NamesThatAreTakenAreNotGivenAgain)
 
     // A file of the final name that comes while the message does is replaced.
     put("qlnemails/" + made + ".txt", "old");
-    EXPECT_EQ("250 OK\r\n", client.delivers("new\r\n"));
+    EXPECT_EQ(OK, client.delivers("new\r\n"));
     EXPECT_EQ("new\r\n", text_of(content("qlnemails/" + made + ".txt")));
 }
 
@@ -110,7 +105,7 @@ TEST_F(Spool, ATransactionKeepsItsFilesUntilItsMessageIsHandedOver)
     EXPECT_EQ("MAIL FROM: <other@firm.example>\r\n", spooled(".env"));
 
     says_ok(client, {"MAIL FROM:<>"});
-    EXPECT_EQ("250 OK\r\n", client.delivers(""));
+    EXPECT_EQ(OK, client.delivers(""));
     EXPECT_EQ(4U, files().size()) << "the second message has a name of its own";
 }
 
@@ -124,8 +119,8 @@ TEST_F(Spool, TheStartNamesWhatAnEarlierRunHasLeft)
     put("pending/0123456789abcdef00.env", "");
     put("mailin/0123456789abcdef00.env", ""); // its message may have been taken just now
     const auto earlier = fs::file_time_type::clock::now() - std::chrono::minutes(2);
-    fs::last_write_time(path("pending/0123456789abcdef00.env"), earlier);
-    fs::last_write_time(path("qlnemails/0123456789abcdef10.env"), earlier);
+    fs::last_write_time("pending/0123456789abcdef00.env", earlier);
+    fs::last_write_time("qlnemails/0123456789abcdef10.env", earlier);
     launch();
     EXPECT_TRUE(logs("SMTP: More files of unfinished messages are left in ["));
     EXPECT_EQ(20, times_logged("An unfinished message of an earlier run is left in"));
@@ -140,8 +135,8 @@ TEST_F(Spool, APathOfTwoHundredAndFiftyNineCharactersIsTheLongest)
     const size_t room = 259 - path("/qlnemails/0123456789abcdef00.env").size();
     for (const bool fits : {true, false}) {
         const std::string deep(fits ? room : room + 1, 'd');
-        fs::create_directory(path(deep));
-        EXPECT_EQ(0, system(("cd " + path(deep) + " && ln -s ../* .").c_str()));
+        fs::create_directory(deep);
+        EXPECT_EQ(0, system(("cd " + deep + " && ln -s ../* .").c_str()));
         forget_log();
         launch({"env", "-C", deep});
         EXPECT_TRUE(logs("Waiting for connection"));
@@ -149,7 +144,7 @@ TEST_F(Spool, APathOfTwoHundredAndFiftyNineCharactersIsTheLongest)
             "The installation directory's path is too long for files in [qlnemails]";
         EXPECT_EQ(fits ? "" : told + "\n", content("stderr"));
         EXPECT_EQ(fits ? 0 : 1, times_logged("SMTP: " + told));
-        system((QLNSMTP_CHECK " " + path(deep) + " >" + path("said")).c_str());
+        system((QLNSMTP_CHECK " " + path(deep) + " >said").c_str());
         EXPECT_EQ(fits, content("said").find("qlnemails: error: its path is too long") ==
                             std::string::npos);
         EXPECT_EQ(fits ? "250 " : "214 ", // the next command's, where there is no name
@@ -165,7 +160,7 @@ TEST_F(Spool, UnfinishedFilesGoWithTheirClient)
     Client client = greeted();
     says_ok(client, {"RCPT TO:<fax@firm.example>", "MAIL FROM:anna"});
     EXPECT_EQ("MAIL FROM: <anna>\r\n", spooled(".env", "mailin"));
-    EXPECT_EQ("250 OK\r\n", client.delivers(""));
+    EXPECT_EQ(OK, client.delivers(""));
     says_ok(client,
             {"RCPT TO:<fax@firm.example>", "MAIL FROM: "}); // still a local sender
     EXPECT_EQ("MAIL FROM: <>\r\n", spooled(".env", "pending"));
@@ -178,7 +173,7 @@ TEST_F(Spool, UnfinishedFilesGoWithTheirClient)
     // A sender who is refused leaves no envelope to the next recipient.
     Client next = greeted();
     says_ok(next, {"RCPT TO:<fax@firm.example>"});
-    fs::rename(path("mailin"), path("away"));
+    fs::rename("mailin", "away");
     EXPECT_EQ("451 ", next.asks("MAIL FROM:<eve@firm.example>").substr(0, 4));
     says_ok(next, {"MAIL FROM:<eve@firm.example>"});
     EXPECT_EQ("MAIL FROM: <eve@firm.example>\r\n", spooled(".env"));

@@ -5,17 +5,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <regex>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-
-namespace fs = std::filesystem;
-using Lines = std::vector<std::string>;
-
-constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
 
 using Startup = Installation;
 
@@ -85,8 +79,8 @@ TEST_F(Startup, SettingsThatCannotBeReadEndItWithTheReason)
         EXPECT_EQ(told + "it is in UTF-16\n", content("stderr"));
         EXPECT_EQ(text, content(SETTINGS));
     }
-    fs::remove(path(SETTINGS));
-    mkfifo(path(SETTINGS).c_str(), 0600);
+    fs::remove(SETTINGS);
+    mkfifo(SETTINGS, 0600);
     EXPECT_EQ(1, start_and_wait());
     EXPECT_EQ(told + "it is not a plain file\n", content("stderr"));
 }
@@ -110,7 +104,7 @@ TEST_F(Startup, EverySignalOfTheEndClosesDownUnlessItWasIgnoredBefore)
         EXPECT_EQ(2U, files().size()); // left where they are
         empty_spool();
         // Everything the list showed, and nothing else.
-        const std::string all = content("LOGS/QLNSMTP.TXT");
+        const std::string all = content(LOG);
         std::string shown = all.substr(all.rfind("\r\n\r\n") + 4);
         std::erase(shown, '\r');
         EXPECT_EQ(shown, content("stdout"));
@@ -120,15 +114,13 @@ TEST_F(Startup, EverySignalOfTheEndClosesDownUnlessItWasIgnoredBefore)
 
 TEST_F(Startup, AnInstallationInSmallLettersIsServedFromAnywhereAsItStands)
 {
-    const std::string rename = "cd " + path("DATA/RAW") +
-                               "&& mv QLNXSERVER.DAT qlnxserver.dat && cd ../.. && "
-                               "mv DATA/RAW DATA/raw && mv DATA data && mv LOGS logs && "
-                               "mv qlnemails QlnEmails";
-    ASSERT_EQ(0, system(rename.c_str()));
+    ASSERT_EQ(
+        0, system("cd DATA && mv RAW/QLNXSERVER.DAT RAW/qlnxserver.dat && mv RAW raw && "
+                  "cd .. && mv DATA data && mv LOGS logs && mv qlnemails QlnEmails"));
     put("logs/qlnsmtp.txt", "old\r\n");
     launch({"sh", "-c", "cd / && exec \"$0\" " + path("")});
     ASSERT_TRUE(comes_true([this] { return greets(); }));
-    EXPECT_EQ("250 OK\r\n", with_recipient().delivers("x\r\n"));
+    EXPECT_EQ(OK, with_recipient().delivers("x\r\n"));
     EXPECT_EQ(0, stop());
     EXPECT_EQ(2U, files("QlnEmails").size());
     EXPECT_EQ((Lines{"LOG", "QlnEmails", "data", "logs", "mailin", "pending", "stderr",
@@ -153,7 +145,7 @@ TEST_F(Startup, TellsItsVersionAndRefusesOtherWords)
         {QLNSMTPD " ''", "cannot enter '': No such file or directory\n", 1},
     };
     for (const auto &[command, says, code] : lines) {
-        const int status = system((command + " >" + path("said") + " 2>&1").c_str());
+        const int status = system((command + " >said 2>&1").c_str());
         EXPECT_EQ(code, WEXITSTATUS(status)) << command;
         EXPECT_NE(std::string::npos, content("said").find(says)) << content("said");
     }
@@ -163,7 +155,7 @@ TEST_F(Startup, TheServiceManagerHearsOfReadinessOfLifeAndOfTheEnd)
 {
     const int manager = socket(AF_UNIX, SOCK_DGRAM, 0);
     sockaddr_un address{AF_UNIX, ""};
-    path("manager").copy(address.sun_path, sizeof address.sun_path - 1);
+    "manager"s.copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(0, bind(manager, reinterpret_cast<sockaddr *>(&address), sizeof address));
     const timeval wait{5, 0};
     setsockopt(manager, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);

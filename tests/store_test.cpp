@@ -67,12 +67,12 @@ TEST_F(Stores, AreReportedOnceEachWithTheirFilesInPlace)
 TEST_F(Stores, ThatFailSayHowFarTheyCame)
 {
     StoreJob *lonely = finished("lonely");
-    unlink(path("qlnemails/lonely.env").c_str());
+    unlink("qlnemails/lonely.env");
     EXPECT_EQ(STORE_FAILED, result_of(lonely));
     EXPECT_STREQ("No such file or directory", lonely->reason);
     EXPECT_EQ("lonely", content("qlnemails/lonely.tmp"));
 
-    mkdir(path("qlnemails/second.txt").c_str(), 0700);
+    mkdir("qlnemails/second.txt", 0700);
     for (void (*hand)(StoreJob *) : {&store_here, &store_at_once}) {
         StoreJob *second = finished("second");
         hand(second);

@@ -3,11 +3,8 @@
 #include "installation.h"
 
 #include <chrono>
-#include <filesystem>
 
 using Timers = Installation;
-
-constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
 
 TEST_F(Timers, EndIdleConnectionsInOneSweepAndReadTheSettingsAgain)
 {
@@ -37,10 +34,10 @@ TEST_F(Timers, EndIdleConnectionsInOneSweepAndReadTheSettingsAgain)
         // More than two seconds before the sweep, and less than three.
         if (!renewed && steady_clock::now() - began > 3300ms) {
             renewed = true;
-            EXPECT_EQ("250 OK\r\n", mail.asks("MAIL FROM:<anna@firm.example>"));
-            EXPECT_EQ("250 OK\r\n", rcpt.asks("RCPT TO:<fax@firm.example>"));
+            EXPECT_EQ(OK, mail.asks("MAIL FROM:<anna@firm.example>"));
+            EXPECT_EQ(OK, rcpt.asks("RCPT TO:<fax@firm.example>"));
             EXPECT_EQ("354", data.asks("DATA").substr(0, 3));
-            std::filesystem::rename(path("DATA/RAW/new"), path(SETTINGS));
+            fs::rename("DATA/RAW/new", SETTINGS);
         }
     }
     EXPECT_TRUE(logs("SMTP: SMTP connections port RESET to Port " + other + " "));
@@ -52,16 +49,16 @@ TEST_F(Timers, EndIdleConnectionsInOneSweepAndReadTheSettingsAgain)
     silent.hears();
     EXPECT_TRUE(silent.is_closed() && writer.is_closed());
     EXPECT_EQ(6U, files().size()); // of the messages that go on
-    EXPECT_EQ("250 OK\r\n", busy.asks("."));
+    EXPECT_EQ(OK, busy.asks("."));
     greeted().leaves(); // on the port it was started with
     mail.leaves(), rcpt.leaves(), data.leaves();
     EXPECT_TRUE(logs("SMTP: [1] connection is still active"));
     EXPECT_TRUE(spooled(".txt").ends_with("a line\r\n"));
-    const std::string log = content("LOGS/QLNSMTP.TXT");
+    const std::string log = content(LOG);
     EXPECT_NE(log.substr(log.find(" SMTP:") - 23, 23),
               log.substr(log.rfind(" SMTP:") - 23, 23));
 
-    std::filesystem::remove(path(SETTINGS)); // every setting has its default value
+    fs::remove(SETTINGS); // every setting has its default value
     EXPECT_TRUE(logs("SMTP: Socket timeout RESET to 60 second", 7500));
     EXPECT_FALSE(exists(SETTINGS));
     EXPECT_GE(1, times_logged("Server is listening on")) << "at the first tick only";
