@@ -321,10 +321,14 @@ TEST_F(Faults, AClockThatJumpsDisturbsNobody)
 #ifndef __SANITIZE_ADDRESS__
 TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
 {
-    Client here = with_recipient();
+    settings("USEDOMAINS=1\n");
+    Client here = greeted();
     allow_memory(memory()); // no more than it has
     std::vector<Client> others = crowd(500);
     EXPECT_TRUE(logs("Out of memory"));
+    // What is left is theirs: enough for a list that grows.
+    put("DATA/RAW/DOMAIN.DAT", copies(3000, "other.com,1\r\n") + "firm.example,1\r\n");
+    here.asks("MAIL FROM:<anna@firm.example>"), here.asks("RCPT TO:<fax@firm.example>");
     EXPECT_EQ(OK, here.delivers(TEXT));
     EXPECT_TRUE(takes_message());
 
