@@ -1,6 +1,5 @@
 // Addresses: what the domain checks make of a text, and the lists they are looked up in.
 
-#include "base/settings.h"
 #include "installation.h"
 #include "spool/address.h"
 #include "spool/domains.h"
@@ -10,11 +9,6 @@
 class Addresses : public Installation
 {
   protected:
-    void list(const std::string &name, const std::string &bytes)
-    {
-        put("DATA/RAW/" + name, bytes);
-        settings_flush();
-    }
     // What is left of each text, with a bar after it.
     static std::string cleaned(const std::vector<std::string> &texts)
     {
@@ -41,10 +35,10 @@ TEST_F(Addresses, AreReducedToABareAddressInLowerCase)
               cleaned({"!#$%^&*{}'?+=\\~`a@b", "a@b,c@d;e:f", ",,,", "~~~", "???", ""}));
 
     // The setting is written when it is missing, and compared in capitals.
-    list("QLNXSERVER.DAT", "");
+    put(SETTINGS, "");
     EXPECT_EQ("a@b|", cleaned({"a+@b"}));
     EXPECT_EQ("[Environment]\r\nbadaddrchars=!#$%^&*{}'?+=`\r\n", content(SETTINGS));
-    list("QLNXSERVER.DAT", "[QLNSMTP]\r\nbadaddrchars=-xY\r\n");
+    put(SETTINGS, "[QLNSMTP]\r\nbadaddrchars=-xY\r\n");
     EXPECT_EQ("a+x@b|", cleaned({"a-+x@b~\\y"}));
     EXPECT_EQ("[QLNSMTP]\r\nbadaddrchars=-xY\r\n", content(SETTINGS));
 }
@@ -52,10 +46,10 @@ TEST_F(Addresses, AreReducedToABareAddressInLowerCase)
 TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
 {
     EXPECT_EQ(USER_UNKNOWN, find_local_user("anna@firm.example", false)); // no such file
-    list("TSUSERS.DAT", "[USER0]\r\nFULLEMAIL=Anna@Firm.Example\r\nUSERACTIVE=1\r\n"
-                        "[user1]\r\nfullemail=\r\nid=bob\r\nuseractive=0\r\n"
-                        "[USER2]\r\nID=carl\r\nFULLEMAIL=c@d\r\n"
-                        "[USER4]\r\nFULLEMAIL=after@gap\r\n");
+    put(USERS, "[USER0]\r\nFULLEMAIL=Anna@Firm.Example\r\nUSERACTIVE=1\r\n"
+               "[user1]\r\nfullemail=\r\nid=bob\r\nuseractive=0\r\n"
+               "[USER2]\r\nID=carl\r\nFULLEMAIL=c@d\r\n"
+               "[USER4]\r\nFULLEMAIL=after@gap\r\n");
     EXPECT_EQ(USER_ACTIVE, find_local_user("<anna@firm.exAmple>", true));
     EXPECT_EQ(USER_INACTIVE, find_local_user("Bob", false));
     for (const char *address : {"<anna@firm.example", "carl", "after@gap", "", "<>"}) {
@@ -66,13 +60,13 @@ TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
     for (int i = 0; i < 1000; i++) {
         many += "[USER" + std::to_string(i) + "]\r\nID=u" + std::to_string(i) + "\r\n";
     }
-    list("TSUSERS.DAT", many);
+    put(USERS, many);
     EXPECT_EQ(USER_INACTIVE, find_local_user("u998", 1));
     EXPECT_EQ(USER_UNKNOWN, find_local_user("u999", 1)) << "after the last looked at";
 
     EXPECT_EQ(1, domain_is_accepted("any.example")); // no such file
-    list("DOMAIN.DAT", "Firm.Example,1\r\nwith,commas,2\nbare.example\r\n" +
-                           copies(511, "x") + "rest.of.line,1\r\nlast.example");
+    put(DOMAINS, "Firm.Example,1\r\nwith,commas,2\nbare.example\r\n" + copies(511, "x") +
+                     "rest.of.line,1\r\nlast.example");
     for (const char *domain :
          {"firm.eXample", "with,commas", "rest.of.line", "last.example"}) {
         EXPECT_EQ(1, domain_is_accepted(domain)) << domain;
@@ -80,6 +74,6 @@ TEST_F(Addresses, AreLookedUpAmongTheUsersAndDomains)
     for (const char *domain : {"with", "bare.example", "last.exampl", ""}) {
         EXPECT_EQ(0, domain_is_accepted(domain)) << domain;
     }
-    list("DOMAIN.DAT", "ended.by.a.line.end,1\r\n");
+    put(DOMAINS, "ended.by.a.line.end,1\r\n");
     EXPECT_EQ(1, domain_is_accepted("")) << "after the line end";
 }

@@ -8,9 +8,6 @@
 namespace
 {
 
-constexpr char ACCEPTED_FILE[] = "DATA/RAW/VALIDIPADDRESSES.TXT";
-constexpr char BANNED_FILE[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
-
 constexpr char LET_IN[] = "220 ";
 constexpr char NOT_VALID[] = "503  Connection not recognized as a valid sender, "
                              "connection has been terminated by this SMTP server\r\n";
@@ -151,25 +148,25 @@ TEST_F(Admission, TheLogNamesTheAcceptedEntryOrTheRefusal)
     };
     settings("ACCEPTVALIDADDRESSONLY=1\r\n");
     for (const auto &[list, log] : lists) {
-        put(ACCEPTED_FILE, list);
+        put(ACCEPTED, list);
         start();
         EXPECT_EQ(log, log_of("127.0.0.5", log.size() > 2 ? NOT_VALID : LET_IN));
         EXPECT_EQ(0, stop());
     }
 
     // The list is loaded once, and a load that has failed is tried again.
-    fs::remove(ACCEPTED_FILE);
+    fs::remove(ACCEPTED);
     start();
     const std::string warning = "***WARNING*** - IP Address validation ";
     const Lines lines = log_of("127.0.0.5", NOT_VALID);
     EXPECT_EQ(warning + "file cannot be found", lines.at(0));
     EXPECT_EQ(warning + "cannot be performed...", lines.at(1));
-    fs::create_directory(ACCEPTED_FILE);
+    fs::create_directory(ACCEPTED);
     EXPECT_EQ(warning + "- Unable to open file", log_of("127.0.0.5", NOT_VALID).at(0));
-    fs::remove(ACCEPTED_FILE);
-    put(ACCEPTED_FILE, "127.0.0.7\r\n");
+    fs::remove(ACCEPTED);
+    put(ACCEPTED, "127.0.0.7\r\n");
     log_of("127.0.0.7", LET_IN);
-    put(ACCEPTED_FILE, "127.0.0.5\r\n");
+    put(ACCEPTED, "127.0.0.5\r\n");
     log_of("127.0.0.5", NOT_VALID);
     settings("");
     log_of("127.0.0.5", LET_IN);
@@ -188,7 +185,7 @@ TEST_F(Admission, AChangeOfTheBannedListCountsAtTheNextConnection)
         {"127.0.*.7", "asterisk entry [127.0.*.7]"},
     };
     for (const auto &[entry, name] : entries) {
-        put(BANNED_FILE, entry);
+        put(BANNED, entry);
         const Lines expected = {
             attempt, "SMTP DEBUG: connection broken by " + std::string(name),
             "SMTP: [127.0.0.7] Senders IP address identified on banned list...",
@@ -197,7 +194,7 @@ TEST_F(Admission, AChangeOfTheBannedListCountsAtTheNextConnection)
         log_of("127.0.1.8", LET_IN);
     }
     EXPECT_EQ(descriptors, open_descriptors());
-    fs::remove(BANNED_FILE);
-    fs::create_directory(BANNED_FILE); // nothing that can be opened bans nobody
+    fs::remove(BANNED);
+    fs::create_directory(BANNED); // nothing that can be opened bans nobody
     EXPECT_EQ(Lines{attempt}, log_of("127.0.0.7", LET_IN));
 }

@@ -96,11 +96,7 @@ TEST(Base64, IsDecodedWholeOrNotAtAll)
 TEST_F(Credentials, AreJudgedByTheFileAsItIs)
 {
     const std::string hash = "$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1"; // of "secret"
-    const auto judged = [](const char *name, const char *password) {
-        file_contents_invalidate();
-        return judge_login(name, password);
-    };
-    EXPECT_EQ(LOGIN_ACCEPTED, judged("anybody", "")) << "no file";
+    EXPECT_EQ(LOGIN_ACCEPTED, judge_login("anybody", "")) << "no file";
     put(LOGINS,
         "locked:!" + hash +
             "\r\nanna:$6$abcdefgh$ltjgWl6579NluT/Vi1nwEvcil.G5Nbc4NiXZaNGStk8PSwGfQ"
@@ -109,21 +105,21 @@ TEST_F(Credentials, AreJudgedByTheFileAsItIs)
             "unknown kind:$9$abc$def\nanna:" + hash + "\ncut:" + hash.substr(0, 33) +
             "\nmore:" + hash + ":x\nlocked:" + hash + "\nbob:" + hash);
     for (const char *name : {"anna", "bob"}) {
-        EXPECT_EQ(LOGIN_ACCEPTED, judged(name, "secret")) << name;
+        EXPECT_EQ(LOGIN_ACCEPTED, judge_login(name, "secret")) << name;
         for (const char *password : {"", "Secret", "secret ", "secre", "*0", "*1"}) {
-            EXPECT_EQ(LOGIN_REFUSED, judged(name, password)) << name << password;
+            EXPECT_EQ(LOGIN_REFUSED, judge_login(name, password)) << name << password;
         }
     }
-    EXPECT_EQ(LOGIN_REFUSED, judged("anna", copies(800, "x").c_str()));
+    EXPECT_EQ(LOGIN_REFUSED, judge_login("anna", copies(800, "x").c_str()));
     for (const char *name :
          {"Anna", "ann", "anna ", "locked", "no colon", "starred", "plain", "empty",
           "old", "unknown kind", "cut", "more", "x"}) {
-        EXPECT_EQ(LOGIN_REFUSED, judged(name, "secret")) << name;
+        EXPECT_EQ(LOGIN_REFUSED, judge_login(name, "secret")) << name;
     }
     const auto cost = [&](const char *name) { // in the processor's time, of refusals
         const clock_t begin = clock();
         for (int i = 0; i < 8; i++) {
-            judged(name, "wrong");
+            judge_login(name, "wrong");
         }
         return clock() - begin;
     };
@@ -131,13 +127,14 @@ TEST_F(Credentials, AreJudgedByTheFileAsItIs)
     EXPECT_GT(cost("locked"), cost("anna") / 4);
 
     put(LOGINS, "\xFF\xFE");
-    EXPECT_EQ(LOGIN_NOT_JUDGED, judged("bob", "secret")) << "in UTF-16";
+    EXPECT_EQ(LOGIN_NOT_JUDGED, judge_login("bob", "secret")) << "in UTF-16";
     put(LOGINS, "");
-    EXPECT_EQ(LOGIN_REFUSED, judged("anna", "secret")) << "an empty file";
+    EXPECT_EQ(LOGIN_REFUSED, judge_login("anna", "secret")) << "an empty file";
     for (const char *target : {".", "gone", "SMTPLOGINS.DAT"}) { // links lead to no file
         fs::remove(LOGINS);
         fs::create_symlink(target, LOGINS);
-        EXPECT_EQ(LOGIN_NOT_JUDGED, judged("anna", "secret")) << target;
+        file_contents_invalidate();
+        EXPECT_EQ(LOGIN_NOT_JUDGED, judge_login("anna", "secret")) << target;
     }
 }
 

@@ -46,8 +46,7 @@ TEST_F(Installation, AConnectionMayBreakAtAnyByte)
 TEST_F(Installation, HostileSurroundingsHoldNobodyUp)
 {
     settings("ACCEPTVALIDADDRESSONLY=1\r\n");
-    for (const char *name :
-         {"output", "DATA/RAW/VALIDIPADDRESSES.TXT", "DATA/RAW/DOMAIN.DAT"}) {
+    for (const char *name : {"output", ACCEPTED, DOMAINS}) {
         ASSERT_EQ(0, mkfifo(name, 0600));
     }
     const int output = open("output", O_RDONLY | O_NONBLOCK | O_CLOEXEC);

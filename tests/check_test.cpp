@@ -10,10 +10,6 @@
 #include <sys/wait.h>
 
 constexpr char ITS_SETTINGS[] = "data/raw/qlnxserver.dat"; // as findings name it
-constexpr char ACCEPTED[] = "DATA/RAW/VALIDIPADDRESSES.TXT";
-constexpr char BANNED[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
-constexpr char USERS[] = "DATA/RAW/TSUSERS.DAT";
-constexpr char DOMAINS[] = "DATA/RAW/DOMAIN.DAT";
 
 class Check : public Installation
 {

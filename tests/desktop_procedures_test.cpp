@@ -2,7 +2,6 @@
 // for the screen and lets the test answer boxes.
 #include "base/gateway.h"
 #include "base/resource_ids.h"
-#include "base/settings.h"
 #include "base/text.h"
 #include "core/main_window.h"
 #include "core/tray.h"
@@ -77,7 +76,6 @@ class OperatorsDesk : public Installation
         window_destroy(gateway.mainWindow);
         put(LOG, "");
         put(SETTINGS, "[QLNSMTP]\n" + settings);
-        settings_flush();
         gateway.mainWindow = window_create("main", "", {}, nullptr);
         gateway.statusWindow =
             dialog_create(status_dialog, gateway.mainWindow, status_dialog_proc);

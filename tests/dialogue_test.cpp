@@ -26,8 +26,8 @@ class Dialogue : public Installation
     Dialogue()
     {
         settings("SocketTimeout=0\r\n"); // and so no log line of the timer's first tick
-        put("DATA/RAW/TSUSERS.DAT", "[USER0]\r\nFULLEMAIL=anna@firm.example\r\n");
-        put("DATA/RAW/DOMAIN.DAT", "firm.example,1\r\n");
+        put(USERS, "[USER0]\r\nFULLEMAIL=anna@firm.example\r\n");
+        put(DOMAINS, "firm.example,1\r\n");
         start();
     }
 };

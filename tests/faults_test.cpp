@@ -73,9 +73,9 @@ class Faults : public Installation
   protected:
     Faults()
     {
-        put("DATA/RAW/DOMAIN.DAT", "firm.example,all\r\n");
-        put("DATA/RAW/VALIDIPADDRESSES.TXT", "127.0.0.1\r\n");
-        put("DATA/RAW/BADSMTPIPADDRESS.TXT", "127.0.0.9\r\n");
+        put(DOMAINS, "firm.example,all\r\n");
+        put(ACCEPTED, "127.0.0.1\r\n");
+        put(BANNED, "127.0.0.9\r\n");
         put("faults.page", std::string(sizeof(FaultPage), '\0'));
         const int file = open("faults.page", O_RDWR);
         page_ = static_cast<FaultPage *>(mmap(
@@ -327,7 +327,7 @@ TEST_F(Faults, WithoutMemoryThoseWhoAreConnectedGoOnAndTheOthersWait)
     std::vector<Client> others = crowd(500);
     EXPECT_TRUE(logs("Out of memory"));
     // What is left is theirs: enough for a list that grows.
-    put("DATA/RAW/DOMAIN.DAT", copies(3000, "other.com,1\r\n") + "firm.example,1\r\n");
+    put(DOMAINS, copies(3000, "other.com,1\r\n") + "firm.example,1\r\n");
     here.asks("MAIL FROM:<anna@firm.example>"), here.asks("RCPT TO:<fax@firm.example>");
     EXPECT_EQ(OK, here.delivers(TEXT));
     EXPECT_TRUE(takes_message());
@@ -358,9 +358,9 @@ TEST_F(Faults, WithoutMemoryForAListNobodyIsLetInAndTheServerGoesOn)
     }
     for (const unsigned megabytes : {7U, 14U}) {
         allow_memory(before + (megabytes << 20));
-        put("DATA/RAW/BADSMTPIPADDRESS.TXT", addresses += "10.9.8.7\r\n");
-        put("DATA/RAW/DOMAIN.DAT", domains += "more,all\r\n");
-        put("DATA/RAW/TSUSERS.DAT", users += "[more]\r\n");
+        put(BANNED, addresses += "10.9.8.7\r\n");
+        put(DOMAINS, domains += "more,all\r\n");
+        put(USERS, users += "[more]\r\n");
         EXPECT_EQ("503 ", connect_from("127.0.0.9").hears().substr(0, 4));
         EXPECT_FALSE(delivers(TOGGLES[6]));
         EXPECT_TRUE(delivers(TOGGLES[0]));

@@ -1,5 +1,6 @@
 #include "installation.h"
 #include "base/settings.h"
+#include "platform/file_contents.h"
 
 #include <arpa/inet.h>
 #include <csignal>
@@ -118,9 +119,8 @@ std::string Client::hears(int milliseconds)
 std::string Client::hears_lines(int count)
 {
     std::string lines;
-    for (std::string line = "\n"; count > 0 && line.ends_with('\n'); count--) {
-        line = hears();
-        lines += line;
+    while (count-- > 0 && (lines.empty() || lines.ends_with('\n'))) {
+        lines += hears();
     }
     return lines;
 }
@@ -175,6 +175,7 @@ void Installation::settings(const std::string &lines)
 void Installation::put(const std::string &below, const std::string &bytes)
 {
     std::ofstream(path(below), std::ios::binary) << bytes;
+    file_contents_invalidate();
 }
 
 void Installation::start(const Lines &prefix)

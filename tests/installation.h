@@ -18,6 +18,10 @@ using namespace std::string_literals;
 using Lines = std::vector<std::string>;
 
 constexpr char SETTINGS[] = "DATA/RAW/QLNXSERVER.DAT";
+constexpr char ACCEPTED[] = "DATA/RAW/VALIDIPADDRESSES.TXT";
+constexpr char BANNED[] = "DATA/RAW/BADSMTPIPADDRESS.TXT";
+constexpr char USERS[] = "DATA/RAW/TSUSERS.DAT";
+constexpr char DOMAINS[] = "DATA/RAW/DOMAIN.DAT";
 constexpr char LOGINS[] = "DATA/RAW/SMTPLOGINS.DAT";
 constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
 constexpr char OK[] = "250 OK\r\n";
@@ -90,6 +94,7 @@ class Installation : public testing::Test
 
     // `lines` follow the port and `bind=0` in section QLNSMTP.
     void settings(const std::string &lines);
+    // The server sees it at once, and so does what runs of it in this process.
     void put(const std::string &below, const std::string &bytes);
     std::string path(const std::string &below) const
     {
@@ -98,10 +103,6 @@ class Installation : public testing::Test
     std::string content(const std::string &below) const
     {
         return slurp(path(below));
-    }
-    bool exists(const std::string &below) const
-    {
-        return access(path(below).c_str(), F_OK) == 0;
     }
 
     // Starts the server and waits until it serves. `prefix` runs before the program's

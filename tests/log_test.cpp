@@ -5,7 +5,6 @@
 #include "installation.h"
 #include "log/activity_log.h"
 #include "log/log_trim.h"
-#include "platform/file_contents.h"
 #include "ui/resource_ids.h"
 #include "ui/resources.h"
 #include "ui/status_window.h"
@@ -25,7 +24,6 @@ class Log : public Installation
   protected:
     Log()
     {
-        set("");
         gateway.statusWindow = dialog_create(status_dialog, nullptr, status_dialog_proc);
         list_ = dialog_item(gateway.statusWindow, CONTROL_LOG_LIST);
         log_flush();
@@ -35,11 +33,6 @@ class Log : public Installation
         window_destroy(gateway.statusWindow);
     }
 
-    void set(const std::string &lines)
-    {
-        settings(lines);
-        file_contents_invalidate();
-    }
     static void writes(std::string text)
     {
         log_write(text.data());
@@ -72,9 +65,9 @@ TEST_F(Log, EveryTextGetsItsLineAndItsEntry)
         EXPECT_EQ(expected, content(LOG)) << text;
         EXPECT_EQ(shown, entry(1));
     }
-    set("LOGONLY=1\n");
+    settings("LOGONLY=1\n");
     writes("file only");
-    set("LOGONLY=0\n");
+    settings("LOGONLY=0\n");
     writes("");
     EXPECT_EQ(expected + "file only\r\n\r\n", content(LOG));
     EXPECT_EQ(x506 + "y", entry(1));
@@ -117,9 +110,9 @@ TEST_F(Log, IsTrimmedToWholeLinesWhenItHasGrownTooLarge)
     };
     lines.insert(0, "a");
     put(LOG, lines);
-    set("MINSIZE=1\nMAXSIZE=2048\n"); // held to what a size can be
+    settings("MINSIZE=1\nMAXSIZE=2048\n"); // held to what a size can be
     trims(0, lines);
-    set("MINSIZE=1\nMAXSIZE=2\n");
+    settings("MINSIZE=1\nMAXSIZE=2\n");
     signal(SIGXFSZ, SIG_IGN);
     rlimit limit{MEGABYTE / 2, RLIM_INFINITY};
     setrlimit(RLIMIT_FSIZE, &limit);
@@ -135,14 +128,14 @@ TEST_F(Log, IsTrimmedToWholeLinesWhenItHasGrownTooLarge)
         trims(1, kept);
         EXPECT_EQ(0, umount("LOGS"));
     }
-    set("");
+    settings("");
     for (const int beyond : {0, 1}) { // of 750 megabytes, when the settings say nothing
         fs::resize_file(file_, 750 * MEGABYTE + static_cast<size_t>(beyond));
         EXPECT_EQ(beyond, trim_log_file(file_.c_str()));
     }
     EXPECT_EQ(MEGABYTE - 511, content(LOG).size()); // less the piece of a line
 
-    set("MINSIZE=0\nMAXSIZE=1\n");
+    settings("MINSIZE=0\nMAXSIZE=1\n");
     int writes_until_trimmed[2] = {}; // others of this process may have counted
     for (int &count : writes_until_trimmed) {
         put(LOG, std::string(MEGABYTE + 1, 'a'));

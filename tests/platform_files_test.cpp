@@ -9,6 +9,7 @@
 #include <climits>
 #include <clocale>
 #include <cstdlib>
+#include <fstream>
 
 #include <fcntl.h>
 #include <grp.h>
@@ -100,11 +101,6 @@ TEST_F(Files, NoChangeIsEverMissed)
 class Profile : public Installation
 {
   protected:
-    void holds(const std::string &bytes)
-    {
-        put(SETTINGS, bytes);
-        file_contents_invalidate();
-    }
     std::string text(const char *section, const char *key, int size = 64) const
     {
         char buffer[64];
@@ -122,11 +118,12 @@ class Profile : public Installation
 
 TEST_F(Profile, ValuesAreReadAsTheFaxServerWritesThem)
 {
-    holds("stray=1\r\n; [QLN]\r\n [qln] \r\nName = two words \r\n;name=comment\n"
-          "name=second\nquoted=\" 7 \"\nsingle=' too '\npair=\"\"inner\"\"\nhalf=\"open\n"
-          "empty=\r\n\ttabs\t=\t025abc\t\r\nequals=2=b;c\r\nminus=-3\nfar=- 3\n"
-          "high=99999999999999999999\nlow=-99999999999999999999\nno sign\r\n"
-          "[Other]\nname=1.9\n[QLN]\nlate=not this section\n[last]\nend=no line end");
+    put(SETTINGS,
+        "stray=1\r\n; [QLN]\r\n [qln] \r\nName = two words \r\n;name=comment\n"
+        "name=second\nquoted=\" 7 \"\nsingle=' too '\npair=\"\"inner\"\"\nhalf=\"open\n"
+        "empty=\r\n\ttabs\t=\t025abc\t\r\nequals=2=b;c\r\nminus=-3\nfar=- 3\n"
+        "high=99999999999999999999\nlow=-99999999999999999999\nno sign\r\n"
+        "[Other]\nname=1.9\n[QLN]\nlate=not this section\n[last]\nend=no line end");
     const struct {
         const char *section, *key, *text;
         int number;
@@ -154,7 +151,7 @@ TEST_F(Profile, ValuesAreReadAsTheFaxServerWritesThem)
         EXPECT_EQ(value_as_number, profile_int(section, key, 77, file_.c_str())) << key;
     }
     EXPECT_EQ("two", text("QLN", "name", 4));
-    holds("\xEF\xBB\xBF[QLN]\nname=after a byte order mark\n");
+    put(SETTINGS, "\xEF\xBB\xBF[QLN]\nname=after a byte order mark\n");
     EXPECT_EQ("after a byte order mark", text("QLN", "name"));
 }
 
@@ -174,7 +171,7 @@ TEST_F(Profile, AWriteChangesOneLineOnly)
         {"[a]\r[qln]\ra=1\r\r[b]", "2", "[a]\r[qln]\ra=1\rkey=2\r\r[b]"},
     };
     for (const auto &[before, value, after] : cases) {
-        holds(before);
+        put(SETTINGS, before);
         EXPECT_TRUE(write("key", value)) << before;
         EXPECT_EQ(after, content(SETTINGS)) << before;
         EXPECT_EQ(value, text("QLN", "key")) << before;
@@ -183,14 +180,14 @@ TEST_F(Profile, AWriteChangesOneLineOnly)
 
 TEST_F(Profile, AWriteKeepsOwnerModeLinkAndWhatAnotherHasWritten)
 {
-    holds("[QLN]\nkey=1\n");
+    put(SETTINGS, "[QLN]\nkey=1\n");
     chmod(SETTINGS, 0640);
     ASSERT_TRUE(geteuid() != 0 || chown(SETTINGS, 1234, 2345) == 0);
     fs::rename(SETTINGS, "real");
     fs::create_symlink(path("real"), SETTINGS);
 
     EXPECT_EQ("1", text("QLN", "key"));
-    put("real", "[QLN]\nkey=2\nother=2\n"); // by another, within the same event
+    std::ofstream("real") << "[QLN]\nkey=2\nother=2\n"; // by another, within this event
     EXPECT_TRUE(write("key", "1"));
     EXPECT_EQ("[QLN]\nkey=1\nother=2\n", content("real"));
     put("new", "whole");
@@ -226,7 +223,7 @@ TEST_F(Profile, AWriterWhoMayNotReplaceTheFileWritesInIt)
     EXPECT_EQ(0, chmod("LOG", 0777));
     for (const auto &[owner, in_group, mode] : cases) {
         SCOPED_TRACE(testing::Message() << owner << " " << in_group << " " << mode);
-        holds("[QLN]\nkey=333\n[END]\nlast=1\n");
+        put(SETTINGS, "[QLN]\nkey=333\n[END]\nlast=1\n");
         put(log, "much\nmore\n");
         for (const std::string &name : {path(SETTINGS), path(log)}) {
             EXPECT_EQ(0, chown(name.c_str(), owner, COMMON));

@@ -22,7 +22,7 @@ class Spool : public Installation
 TEST_F(Spool, EnvelopesNameSenderAndRecipientsAsTheyWereGiven)
 {
     settings("SocketTimeout=0\r\n");
-    put("DATA/RAW/TSUSERS.DAT", "[USER0]\r\nFULLEMAIL=anna@b\r\n");
+    put(USERS, "[USER0]\r\nFULLEMAIL=anna@b\r\n");
     start();
     Client client = greeted();
     const struct {
@@ -155,7 +155,7 @@ TEST_F(Spool, APathOfTwoHundredAndFiftyNineCharactersIsTheLongest)
 
 TEST_F(Spool, UnfinishedFilesGoWithTheirClient)
 {
-    put("DATA/RAW/TSUSERS.DAT", "[USER0]\r\nID=anna\r\n");
+    put(USERS, "[USER0]\r\nID=anna\r\n");
     start();
     Client client = greeted();
     says_ok(client, {"RCPT TO:<fax@firm.example>", "MAIL FROM:anna"});

@@ -120,9 +120,11 @@ TEST_F(Startup, AnInstallationInSmallLettersIsServedFromAnywhereAsItStands)
     put("logs/qlnsmtp.txt", "old\r\n");
     launch({"sh", "-c", "cd / && exec \"$0\" " + path("")});
     ASSERT_TRUE(comes_true([this] { return greets(); }));
-    EXPECT_EQ(OK, with_recipient().delivers("x\r\n"));
+    for (int found_and_remembered = 0; found_and_remembered < 2; found_and_remembered++) {
+        EXPECT_EQ(OK, with_recipient().delivers("x\r\n"));
+    }
     EXPECT_EQ(0, stop());
-    EXPECT_EQ(2U, files("QlnEmails").size());
+    EXPECT_EQ(2 * 2U, files("QlnEmails").size());
     EXPECT_EQ((Lines{"LOG", "QlnEmails", "data", "logs", "mailin", "pending", "stderr",
                      "stdout"}),
               files(""));

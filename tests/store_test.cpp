@@ -82,16 +82,6 @@ TEST_F(Stores, ThatFailSayHowFarTheyCame)
     EXPECT_EQ(STORE_FAILED, result_of(finished("homeless", "elsewhere")));
 }
 
-TEST_F(Stores, FindTheirDirectoryInAnyLetterCase)
-{
-    for (const char *name : {"1", "2"}) { // found, and remembered
-        EXPECT_EQ(STORE_DONE, result_of(finished(name, "QlnEmails")));
-        EXPECT_EQ(name, content(std::string("qlnemails/") + name + ".txt"));
-    }
-    store_at_once(finished("3", "QLNEMAILS"));
-    EXPECT_EQ("3", content("qlnemails/3.txt"));
-}
-
 TEST_F(Stores, GoOnWithoutAnotherDescriptor)
 {
     EXPECT_EQ(STORE_DONE, result_of(finished("1")));

@@ -60,6 +60,6 @@ TEST_F(Timers, EndIdleConnectionsInOneSweepAndReadTheSettingsAgain)
 
     fs::remove(SETTINGS); // every setting has its default value
     EXPECT_TRUE(logs("SMTP: Socket timeout RESET to 60 second", 7500));
-    EXPECT_FALSE(exists(SETTINGS));
+    EXPECT_FALSE(fs::exists(SETTINGS));
     EXPECT_GE(1, times_logged("Server is listening on")) << "at the first tick only";
 }

@@ -35,14 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     file_contents_invalidate();
 
     std::string cleaned = address;
-    const int any = clean_address(cleaned.data());
-    promise(any == (address.empty() ? 0 : 1), "the cleaner's answer");
-    cleaned = cleaned.c_str();
-    promise(cleaned.size() <= address.size(), "a cleaned address grew");
-    promise(std::none_of(cleaned.begin(), cleaned.end(),
-                         [](char c) { return c >= 'A' && c <= 'Z'; }),
-            "capitals in a cleaned address");
-
+    promise(clean_address(cleaned.data()) == (address.empty() ? 0 : 1), "its answer");
+    promise(strlen(cleaned.c_str()) <= address.size(), "a cleaned address grew");
     const int user = find_local_user(address.c_str(), true);
     if (address.size() < 500 && address.find_first_of("<>") == std::string::npos) {
         promise(find_local_user(("<" + address + ">").c_str(), false) == user,
