@@ -5,23 +5,20 @@
 #include "spool/domains.h"
 #include "spool/local_users.h"
 
-// An installation's lists without a server: the working directory is the installation.
-class Addresses : public Installation
+using Addresses = Installation;
+
+// What is left of each text, with a bar after it.
+static std::string cleaned(const Lines &texts)
 {
-  protected:
-    // What is left of each text, with a bar after it.
-    static std::string cleaned(const std::vector<std::string> &texts)
-    {
-        std::string all;
-        for (const std::string &text : texts) {
-            char buffer[512] = "";
-            text.copy(buffer, sizeof buffer - 1);
-            EXPECT_EQ(text.empty() ? 0 : 1, clean_address(buffer)) << text;
-            all += buffer + "|"s;
-        }
-        return all;
+    std::string all;
+    for (const std::string &text : texts) {
+        char buffer[512] = "";
+        text.copy(buffer, sizeof buffer - 1);
+        EXPECT_EQ(text.empty() ? 0 : 1, clean_address(buffer)) << text;
+        all += buffer + "|"s;
     }
-};
+    return all;
+}
 
 TEST_F(Addresses, AreReducedToABareAddressInLowerCase)
 {

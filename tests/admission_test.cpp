@@ -3,8 +3,6 @@
 #include "admission/address_list.h"
 #include "installation.h"
 
-#include <algorithm>
-
 namespace
 {
 

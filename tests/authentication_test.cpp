@@ -36,7 +36,7 @@ TEST_F(Authentication, MailRcptAndDataWaitForItWhenItIsRequired)
     EXPECT_TRUE(logs("AUTH CD_CRAM received, authentication not supported"));
     EXPECT_TRUE(logs("UNRECOGNIZED AUTH command [AUTH LOGIN YW5uYQ==] received"));
     client.says("AUTH\r\nAUTH\tLOGIN\r\n"); // without a blank: no reply
-    EXPECT_EQ("500 Error command unrecognized\r\n", client.asks("MAIL anna"));
+    EXPECT_EQ(UNRECOGNIZED, client.asks("MAIL anna"));
     EXPECT_EQ(RCPT_REFUSED, client.asks(RCPT));
     EXPECT_EQ(MAIL_REFUSED, client.asks(MAIL));
     EXPECT_TRUE(client.is_closed());
@@ -83,8 +83,6 @@ TEST_F(Authentication, PromptsOneConnectionLoginOnceAndPlainAgainAndAgain)
 TEST(Base64, IsDecodedWholeOrNotAtAll)
 {
     char bytes[8];
-    EXPECT_EQ(4, decode_base64("AGEAYg==", bytes));
-    EXPECT_EQ("\0a\0b"s, std::string(bytes, 4));
     EXPECT_EQ(5, decode_base64("+/+/Zm8=", bytes));
     EXPECT_EQ("\xFB\xFF\xBF|fo", std::string(bytes, 3) + "|" + std::string(bytes + 3, 2));
     for (const char *text : {"Z", "Zg", "Zg=", "=", "====", "Z===", "Zg==Zg==", "Zm 9v",

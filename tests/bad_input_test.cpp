@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 TEST_F(Installation, AConnectionMayBreakAtAnyByte)
 {

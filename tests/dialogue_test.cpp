@@ -7,18 +7,11 @@
 #include <csignal>
 #include <regex>
 
-namespace
-{
-
-constexpr char UNRECOGNIZED[] = "500 Error command unrecognized\r\n";
-constexpr char START_MAIL[] = "354 Start mail input; end with <CRLF>.<CRLF>\r\n";
 constexpr char GOODBYE[] = "221 Quillon email-to-fax SMTP service closing\r\n";
 constexpr char WELCOME[] = "250 Welcome [";
 constexpr char PLEASED[] = "], pleased to meet you.\r\n";
 constexpr char NO_VRFY[] = "502 Sorry, VRFY command is not supported by this server\r\n";
 constexpr char TOO_LONG[] = "501 Address too long\r\n";
-
-} // namespace
 
 class Dialogue : public Installation
 {

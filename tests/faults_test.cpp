@@ -11,7 +11,6 @@
 #include <sys/resource.h>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace
 {

@@ -25,6 +25,8 @@ constexpr char DOMAINS[] = "DATA/RAW/DOMAIN.DAT";
 constexpr char LOGINS[] = "DATA/RAW/SMTPLOGINS.DAT";
 constexpr char LOG[] = "LOGS/QLNSMTP.TXT";
 constexpr char OK[] = "250 OK\r\n";
+constexpr char UNRECOGNIZED[] = "500 Error command unrecognized\r\n";
+constexpr char START_MAIL[] = "354 Start mail input; end with <CRLF>.<CRLF>\r\n";
 constexpr char ANNAS_LOGIN[] = "anna:$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1\n"; // "secret"
 
 std::string slurp(const std::string &path);

@@ -30,8 +30,8 @@ def free_port():
 
 
 class Installation:
-    def __init__(self, program, settings="", port=0, where=None):
-        self.program, self.port = os.path.abspath(program), port or free_port()
+    def __init__(self, program, settings="", where=None):
+        self.program, self.port = os.path.abspath(program), free_port()
         self.directory = tempfile.mkdtemp(prefix="qln-installation-", dir=where)
         self.spool = self.directory + "/qlnemails"
         for name in "DATA", "DATA/RAW", "LOGS", "LOG", "qlnemails", "pending", "mailin":

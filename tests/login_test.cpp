@@ -9,13 +9,11 @@ constexpr char FAILED[] = "535 Authentication failed\r\n";
 constexpr char WELCOME[] = "235 Authentication successful\r\n";
 constexpr char ASKS_NAME[] = "334 VXNlcm5hbWU6\r\n";
 constexpr char ASKS_PASSWORD[] = "334 UGFzc3dvcmQ6\r\n";
-constexpr char UNKNOWN[] = "500 Error command unrecognized\r\n";
 constexpr char REQUIRED[] = "530 Authentication required\r\n";
 constexpr char NEED_MAIL[] = "503 Error: need MAIL command\r\n";
 constexpr char NEED_RCPT[] = "503 Error: need RCPT command\r\n";
 constexpr char MAIL[] = "MAIL FROM:<anna@firm.example> BODY=8BITMIME SIZE=9 AUTH=<>";
 constexpr char RCPT[] = "RCPT TO:<fax@firm.example>";
-constexpr char DATA_REPLY[] = "354 Start mail input; end with <CRLF>.<CRLF>\r\n";
 constexpr char OFFER[] = "250-Welcome [pc], pleased to meet you.\r\n250-8BITMIME\r\n"
                          "250-SIZE\r\n250 AUTH LOGIN PLAIN\r\n";
 
@@ -48,7 +46,9 @@ const Exchange EXCHANGES[] = {
      "LOGIN login of [a\\x0d\\x0ab] refused"},
     {{{"LOGIN " + copies(30, "YWFh"), ASKS_PASSWORD}, {SECRET, FAILED}},
      "LOGIN login of [" + copies(64, "a") + "] refused"},
-    {{{"LOGIN", ASKS_NAME}, {"*", "501 Authentication cancelled\r\n"}, {ANNA, UNKNOWN}},
+    {{{"LOGIN", ASKS_NAME},
+      {"*", "501 Authentication cancelled\r\n"},
+      {ANNA, UNRECOGNIZED}},
      "LOGIN exchange ended: Authentication cancelled"},
     {{{"LOGIN", ASKS_NAME}, {"EHLO pc", "501 Cannot decode the answer\r\n"}},
      "LOGIN exchange ended: Cannot decode the answer"},
@@ -122,7 +122,7 @@ TEST_F(Login, IsTakenOrRefusedAndTheLogTellsNoSecret)
             EXPECT_EQ(1, times_logged("AUTHENTICATION - " + log)) << number;
         }
     }
-    EXPECT_EQ(UNKNOWN, greeted_by_ehlo().asks("STARTTLS")) << "still serving";
+    EXPECT_EQ(UNRECOGNIZED, greeted_by_ehlo().asks("STARTTLS")) << "still serving";
     expect_no_secret();
 }
 
@@ -157,8 +157,8 @@ TEST_F(Login, LetsMailThroughInTheRightOrder)
         {MAIL, REQUIRED},
         {RCPT, REQUIRED},
         {"DATA", REQUIRED},
-        {"MAIL", UNKNOWN},
-        {"nonsense", UNKNOWN},
+        {"MAIL", UNRECOGNIZED},
+        {"nonsense", UNRECOGNIZED},
         {PLAIN, WELCOME},
         {RCPT, NEED_MAIL},
         {MAIL, OK},
@@ -180,7 +180,7 @@ TEST_F(Login, LetsMailThroughInTheRightOrder)
     EXPECT_EQ(OK, client.asks(MAIL));
     EXPECT_EQ(OK, client.asks(RCPT));
     client.says("DATA\r"); // the line end cut in two
-    EXPECT_EQ(DATA_REPLY, client.hears());
+    EXPECT_EQ(START_MAIL, client.hears());
     EXPECT_EQ(OK, client.asks("\nSubject: x\r\n\r\ntext\r\n."));
     EXPECT_EQ("Subject: x\r\n\r\ntext\r\n", text_of(spooled(".txt")));
     EXPECT_EQ(NEED_MAIL, client.asks(RCPT));
@@ -205,6 +205,6 @@ TEST_F(Login, IsNotNeededUnlessRequired)
     EXPECT_EQ("501 Authentication cancelled\r\n", client.asks("*"))
         << "the LF of the last line was no answer";
     client.asks(MAIL), client.asks(RCPT);
-    EXPECT_EQ(DATA_REPLY, client.asks("DATA\r\nSubject: sent ahead\r\nEHLO pc"));
+    EXPECT_EQ(START_MAIL, client.asks("DATA\r\nSubject: sent ahead\r\nEHLO pc"));
     EXPECT_EQ(OK, client.asks(".")) << "text is not answered";
 }

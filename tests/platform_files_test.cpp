@@ -16,7 +16,6 @@
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 class Files : public Installation
 {

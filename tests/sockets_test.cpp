@@ -2,12 +2,10 @@
 
 #include "installation.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <iterator>
 #include <thread>
 
 #include <fcntl.h>
@@ -138,6 +136,12 @@ TEST_F(Sockets, ABurstIsGreetedWholeAfterAStopOfTheProcess)
 TEST_F(Sockets, WhoSendsThousandsOfCommandsAheadHoldsUpNobody)
 {
     start();
+    Client client = greeted();
+    for (int i = 0; i < 40; i++) { // many short replies may wait for their reader
+        client.says(copies(300, "NOOP\r\n"));
+        sleep_ms(5);
+        ASSERT_EQ(copies(300, OK), client.hears_lines(300)) << i;
+    }
     std::atomic<bool> enough = false;
     const auto flood = [&] {
         Client flooder = greeted("127.0.0.6");
@@ -151,7 +155,6 @@ TEST_F(Sockets, WhoSendsThousandsOfCommandsAheadHoldsUpNobody)
     };
     std::vector<std::jthread> floods;
     std::generate_n(std::back_inserter(floods), 6, [&] { return std::jthread(flood); });
-    Client client = greeted();
     sleep_ms(100);
     std::vector<double> times; // milliseconds
     for (int i = 0; i < 101; i++) {
@@ -164,19 +167,7 @@ TEST_F(Sockets, WhoSendsThousandsOfCommandsAheadHoldsUpNobody)
     enough = true;
     floods.clear();
     std::sort(times.begin(), times.end());
-    printf("NOOP beside floods: %.2f ms, %.2f at worst\n", times[50], times.back());
     EXPECT_LT(times[50], 0.7);
-}
-
-TEST_F(Sockets, ManyShortRepliesMayWaitForTheirReader)
-{
-    start();
-    Client client = greeted();
-    for (int i = 0; i < 40; i++) {
-        client.says(copies(300, "NOOP\r\n"));
-        sleep_ms(5);
-        ASSERT_EQ(copies(300, OK), client.hears_lines(300)) << i;
-    }
 }
 
 TEST_F(Sockets, WhenDescriptorsRunOutTheRestWaits)

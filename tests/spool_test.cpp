@@ -8,16 +8,14 @@
 
 constexpr char STRANGER[] = "External mail arriving for UNKNOWN USER ";
 
-class Spool : public Installation
+using Spool = Installation;
+
+static void says_ok(Client &client, const Lines &lines)
 {
-  protected:
-    static void says_ok(Client &client, const Lines &lines)
-    {
-        for (const std::string &line : lines) {
-            EXPECT_EQ(OK, client.asks(line)) << line;
-        }
+    for (const std::string &line : lines) {
+        EXPECT_EQ(OK, client.asks(line)) << line;
     }
-};
+}
 
 TEST_F(Spool, EnvelopesNameSenderAndRecipientsAsTheyWereGiven)
 {

@@ -5,14 +5,12 @@
 #include "platform/store.h"
 #include "platform/store_job.h"
 
-#include <algorithm>
 #include <memory>
 #include <set>
 
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 class Stores : public Installation
 {
