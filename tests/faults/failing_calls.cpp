@@ -50,6 +50,18 @@ bool fails(FailingCall kind)
     return nth == 1;
 }
 
+// Whether it is being written and its name ends so. Nothing is allocated for it: that
+// might be what fails.
+bool is_written(int file, const char *ending)
+{
+    char path[300] = "";
+    char link[40];
+    snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+    const ssize_t length = readlink(link, path, sizeof path - 1);
+    return length > 4 && (fcntl(file, F_GETFL) & O_ACCMODE) != O_RDONLY &&
+           strcmp(path + length - 4, ending) == 0;
+}
+
 } // namespace
 
 // The system's own.
@@ -86,7 +98,8 @@ FAILING(CALL_WATCH, int, epoll_ctl,
 int fdatasync(int file)
 {
     usleep(static_cast<useconds_t>(page->delay) * 1000);
-    return fails(CALL_SYNC) ? -1 : REAL(fdatasync)(file);
+    const FailingCall call = is_written(file, ".tmp") ? CALL_SYNC_OF_TEXT : CALL_SYNC;
+    return fails(call) ? -1 : REAL(fdatasync)(file);
 }
 
 int open(const char *path, int flags, ...)
@@ -129,13 +142,7 @@ ssize_t send(int socket, const void *bytes, size_t size, int flags)
 
 int close(int file)
 {
-    char path[300] = ""; // of a body or an envelope being written: those are counted
-    char link[40];       // and nothing is allocated for it: that might be what fails
-    snprintf(link, sizeof link, "/proc/self/fd/%d", file);
-    const ssize_t length = readlink(link, path, sizeof path - 1);
-    const bool spooled = length > 4 && (fcntl(file, F_GETFL) & O_ACCMODE) != O_RDONLY &&
-                         (strcmp(path + length - 4, ".tmp") == 0 ||
-                          strcmp(path + length - 4, ".env") == 0);
+    const bool spooled = is_written(file, ".tmp") || is_written(file, ".env");
     const int result = REAL(close)(file); // a close that fails has closed all the same
     return spooled && fails(CALL_CLOSE) ? -1 : result;
 }

@@ -11,7 +11,8 @@ enum FailingCall {
     CALL_CLOSE,
     CALL_RENAME,
     CALL_UNLINK,
-    CALL_SYNC,   // fdatasync, fsync
+    CALL_SYNC, // of an envelope or a directory
+    CALL_SYNC_OF_TEXT,
     CALL_THREAD, // pthread_create
     CALL_SEND,
     CALL_RECV,
