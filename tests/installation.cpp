@@ -37,7 +37,7 @@ int at_address(Call call, int socket, const std::string &text, int port)
 
 } // namespace
 
-std::string slurp(const std::string &path)
+std::string content(const std::string &path)
 {
     std::ostringstream bytes;
     bytes << std::ifstream(path, std::ios::binary).rdbuf();

@@ -29,7 +29,7 @@ constexpr char UNRECOGNIZED[] = "500 Error command unrecognized\r\n";
 constexpr char START_MAIL[] = "354 Start mail input; end with <CRLF>.<CRLF>\r\n";
 constexpr char ANNAS_LOGIN[] = "anna:$1$abcdefgh$cHJi5PXp/ki/ktXzqlk6I1\n"; // "secret"
 
-std::string slurp(const std::string &path);
+std::string content(const std::string &path);
 // A TCP port of the loopback that nobody listens on.
 int free_port();
 // Waits until the condition holds; false when it does not within the time.
@@ -102,10 +102,6 @@ class Installation : public testing::Test
     {
         return directory_ + "/" + below;
     }
-    std::string content(const std::string &below) const
-    {
-        return slurp(path(below));
-    }
 
     // Starts the server and waits until it serves. `prefix` runs before the program's
     // name, as in {"env", "TZ=Asia/Tokyo"}.
@@ -125,7 +121,7 @@ class Installation : public testing::Test
     // Bytes of the server's address space.
     size_t memory() const
     {
-        return std::stoul(slurp("/proc/" + std::to_string(process_) + "/statm")) * 4096;
+        return std::stoul(content("/proc/" + std::to_string(process_) + "/statm")) * 4096;
     }
 
     // From a loopback address. The greeting has not been read. Socket -1 when nobody

@@ -14,7 +14,7 @@ static std::string bare(std::string text)
 
 TEST(Settings, TheReadmeTellsEverySettingAsTheTableHasIt)
 {
-    std::istringstream readme(slurp(README));
+    std::istringstream readme(content(README));
     std::string line;
     while (std::getline(readme, line) && !line.starts_with("| key | default |")) {
     }
