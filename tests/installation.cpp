@@ -21,12 +21,9 @@
 
 using Clock = std::chrono::steady_clock;
 
-namespace
-{
-
 // Calls `bind` or `connect`.
 template <class Call>
-int at_address(Call call, int socket, const std::string &text, int port)
+static int at_address(Call call, int socket, const std::string &text, int port)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -34,8 +31,6 @@ int at_address(Call call, int socket, const std::string &text, int port)
     inet_pton(AF_INET, text.c_str(), &address.sin_addr);
     return call(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address);
 }
-
-} // namespace
 
 std::string content(const std::string &path)
 {

@@ -20,21 +20,22 @@ TEST(Settings, TheReadmeTellsEverySettingAsTheTableHasIt)
     }
     std::getline(readme, line);
     for (const SettingRow &row : SETTING_ROWS) {
-        const std::string number = std::to_string(row.number);
-        const std::string to =
-            std::to_string(row.lowest) + "to" + std::to_string(row.highest);
-        const std::string end =
-            row.kind == SETTING_IS_TEXT
-                ? bare(row.text) + "|" + std::to_string(row.highest) + "characters|"
-            : row.kind == SETTING_IS_TOGGLE ? number + "|0,1|"
-            : row.number == NO_DEFAULT      ? "screen|number|"
-                                            : number + "|" + to + "|";
-        const std::string section = row.section == std::string(SERVER_SECTION)
-                                        ? ""
-                                        : "(section"s + row.section + ")";
-        const std::string begin = "|"s + row.key + section + "|" + end;
+        std::ostringstream begin;
+        begin << '|' << row.key;
+        if (row.section != std::string(SERVER_SECTION)) {
+            begin << "(section" << row.section << ')';
+        }
+        if (row.kind == SETTING_IS_TEXT) {
+            begin << '|' << bare(row.text) << '|' << row.highest << "characters|";
+        } else if (row.kind == SETTING_IS_TOGGLE) {
+            begin << '|' << row.number << "|0,1|";
+        } else if (row.number == NO_DEFAULT) {
+            begin << "|screen|number|";
+        } else {
+            begin << '|' << row.number << '|' << row.lowest << "to" << row.highest << '|';
+        }
         ASSERT_TRUE(std::getline(readme, line));
-        EXPECT_TRUE(bare(line).starts_with(begin)) << line << "\n" << begin;
+        EXPECT_TRUE(bare(line).starts_with(begin.str())) << line << "\n" << begin.str();
         EXPECT_TRUE(bare(line).ends_with("|" + bare(row.read) + "|")) << line;
     }
     EXPECT_TRUE(std::getline(readme, line) && line.empty()) << "another row: " << line;
