@@ -117,7 +117,7 @@ class EachClient : public Installation, public testing::WithParamInterface<const
         relay_ = fork();
         if (relay_ == 0) {
             setsid(); // it ends its whole process group
-            execl(RELAY, RELAY, root, "relay", port.c_str(),
+            execl(RELAY, RELAY, root, path("relay").c_str(), port.c_str(),
                   std::to_string(port_).c_str(), nullptr);
             _exit(127);
         }

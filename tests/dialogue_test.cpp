@@ -68,10 +68,10 @@ TEST_F(Dialogue, EveryLineOfAChunkIsACommand)
                   OK + copies(4, UNRECOGNIZED) + "550 No such user here\r\n" + GOODBYE,
               client.hears_rest());
     Client ahead = greeted();
-    kill(process(), SIGSTOP);
+    kill(process_, SIGSTOP);
     ahead.says(copies(1000, "NOOP\r\n"));
     shutdown(ahead.socket(), SHUT_WR); // what was said before it counts
-    kill(process(), SIGCONT);
+    kill(process_, SIGCONT);
     EXPECT_EQ(copies(1000, OK), ahead.hears_rest());
     EXPECT_TRUE(logs("SMTP: [127.0.0.1] Verify from client - REFUSED"));
     EXPECT_TRUE(logs("SMTP: [127.0.0.1] Received bad MAIL FROM command"));

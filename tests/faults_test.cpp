@@ -95,7 +95,7 @@ class Faults : public Installation
     void allow_memory(rlim_t bytes)
     {
         const rlimit limit{bytes, RLIM_INFINITY};
-        ASSERT_EQ(0, prlimit(process(), RLIMIT_AS, &limit, nullptr));
+        ASSERT_EQ(0, prlimit(process_, RLIMIT_AS, &limit, nullptr));
     }
 
     // From now on the n-th of these calls fails.

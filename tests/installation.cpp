@@ -8,9 +8,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -142,6 +140,7 @@ Installation::Installation() : port_(free_port())
     char name[] = "/tmp/qln-test-XXXXXX";
     directory_ = mkdtemp(name);
     fs::current_path(directory_);
+    file_contents_invalidate();
     settings_locate();
     for (const char *below :
          {"DATA/RAW", "LOGS", "LOG", "qlnemails", "pending", "mailin"}) {

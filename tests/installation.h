@@ -113,10 +113,6 @@ class Installation : public testing::Test
     // Sends the signal and waits for the end: the exit code, below 0 when a signal was
     // it.
     int stop(int signal = 15);
-    pid_t process() const
-    {
-        return process_;
-    }
     size_t open_descriptors() const;
     // Bytes of the server's address space.
     size_t memory() const
@@ -172,9 +168,9 @@ class Installation : public testing::Test
     static std::string text_of(const std::string &message);
 
     int port_;
+    pid_t process_ = -1;
 
   private:
     std::string directory_;
-    pid_t process_ = -1;
     size_t log_from_ = 0;
 };

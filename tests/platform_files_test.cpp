@@ -40,6 +40,8 @@ TEST_F(Files, AreFoundInAnyLetterCaseAndMadeAsNamed)
     fs::create_directories("Data/Raw");
     put("Data/Raw/Lists.Dat", "12345");
     EXPECT_EQ("12345", seen("Data\\\\RAW//LISTS.DAT"));
+    const std::string from_root = "/tmp/.." + path("Data\\RAW\\LISTS.DAT");
+    EXPECT_EQ(5U, file_contents(from_root.c_str()).size);
     setlocale(LC_ALL, "C");
 
     // As it stands comes first, and then the first of several.

@@ -122,9 +122,9 @@ TEST_F(Sockets, ABurstIsGreetedWholeAfterAStopOfTheProcess)
 {
     start();
     Client before = greeted();
-    kill(process(), SIGSTOP); // everybody is there before the first is accepted
+    kill(process_, SIGSTOP); // everybody is there before the first is accepted
     std::vector<Client> clients = crowd(400);
-    kill(process(), SIGCONT);
+    kill(process_, SIGCONT);
     for (Client &client : clients) {
         ASSERT_TRUE(client.hears().starts_with("220 "));
         ASSERT_TRUE(client.asks("HELO pc").starts_with("250 "));

@@ -90,8 +90,8 @@ TEST_F(Startup, EverySignalOfTheEndClosesDownUnlessItWasIgnoredBefore)
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         if (signal == SIGTERM) { // which is never ignored
             start({"sh", "-c", "trap \"\" HUP INT TERM; exec \"$0\""});
-            kill(process(), SIGHUP);
-            kill(process(), SIGINT);
+            kill(process_, SIGHUP);
+            kill(process_, SIGINT);
         } else {
             start();
         }

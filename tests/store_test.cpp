@@ -60,6 +60,10 @@ TEST_F(Stores, AreReportedOnceEachWithTheirFilesInPlace)
         EXPECT_EQ(STORE_DONE, messages_[i]->result);
         EXPECT_EQ(std::to_string(i), content("qlnemails/" + std::to_string(i) + ".txt"));
     }
+    // In a directory of another letter case as well.
+    EXPECT_EQ(STORE_DONE, result_of(finished("found", "QlnEmails")));
+    store_at_once(finished("at once", "QLNEMAILS"));
+    EXPECT_EQ("at once", content("qlnemails/at once.txt"));
 }
 
 TEST_F(Stores, ThatFailSayHowFarTheyCame)

@@ -36,7 +36,7 @@ class NotifierArea:
 
     def menu(self):
         """The exported menu, and the numbers that its texts are chosen by."""
-        with suppress(DBusError):
+        with suppress(DBusError, TimeoutError, AttributeError):
             menu = self.bus.get_proxy(self.service, self.item().Menu)
             entries = [entry.unpack() for entry in menu.GetLayout(0, -1, [])[1][2]]
             return menu, {texts["label"]: number for number, texts, _ in entries}
